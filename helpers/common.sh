@@ -225,9 +225,8 @@ refuse_use() {
     done
     [[ $way == write ]] || return 0
     # Mounts that this process cannot see still hold the device exclusively; wipefs asks for that before it looks.
-    if wipefs --no-act --all --quiet -- "$device" 2>&1 | grep -q 'resource busy'; then
-        fail refused "$device is in use by another program; release it and start again"
-    fi
+    use=$(wipefs --no-act --all --quiet -- "$device" 2>&1 || true)
+    [[ $use != *'resource busy'* ]] || fail refused "$device is in use by another program; release it and start again"
 }
 
 # --- Files of an image set ---------------------------------------------------------------------------------------
@@ -251,4 +250,25 @@ table_is_sealed() {
 # partition table, which is saved with the table; written back, it would break the chain of logical partitions.
 extended_note() {
     printf 'Norvo Clone-Restore: extended partition, nothing to write back\n'
+}
+
+# An image is one bzip2 stream of a partclone image, in one volume BASE.000 or split into BASE.000, BASE.001 and so on,
+# whose contents are joined in that order. Beside it stands its record, BASE.sum, made by norvoPartimageClone:
+#
+#     Norvo Clone-Restore partition image
+#     content ext4              kind of the content as blkid names it; "extended" and "unknown" besides
+#     partition-bytes 20971520  size of the partition that was saved
+#     bytes 123456              size of the volumes together
+#     sha256 0123...            hash of the volumes together
+#     end
+#
+# bzip2 and partclone cannot tell an image that was cut at a stream boundary; size and hash can, and checking them
+# takes no decompression. Images without a record are tested by decompressing them.
+
+image_record() {
+    printf '%s.sum\n' "$1"
+}
+
+record_text() { # CONTENT PARTITION-BYTES BYTES SHA256
+    printf 'Norvo Clone-Restore partition image\ncontent %s\npartition-bytes %s\nbytes %s\nsha256 %s\nend\n' "$@"
 }
