@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "clone.h"
+
+#include "commandrunner.h"
+#include "dialogs.h"
+#include "imagestore.h"
+
+#include <QCloseEvent>
+#include <QDate>
+#include <QFile>
+#include <QTextStream>
+
+Clone::Clone(QWidget* parent, const char* name, Qt::WindowFlags fl)
+    : cloneDlg(parent, name, fl)
+    , parentWindow(parent)
+    , proc(std::make_unique<QProcess>())
+{
+    // Nobody reads what the commands of a clone run print, and it must not pile up in memory.
+    proc->setStandardOutputFile(QProcess::nullDevice());
+    proc->setStandardErrorFile(QProcess::nullDevice());
+}
+
+Clone::~Clone() = default;
+
+void Clone::Init(bool* mounted)
+{
+    edtDate->setText(QDate::currentDate().toString(QLatin1String(ImageStore::dateFormat)));
+    this->mounted = mounted;
+    ShowRevState(ledRevStatus, *mounted);
+}
+
+void Clone::Close()
+{
+    hide();
+    parentWindow->setEnabled(true);
+}
+
+void Clone::btnCancel_clicked()
+{
+    Close();
+}
+
+void Clone::closeEvent(QCloseEvent* e)
+{
+    e->accept();
+    Close();
+}
+
+void Clone::btnMount_clicked()
+{
+    ToggleRev(this, ledRevStatus, *mounted);
+}
+
+void Clone::btnClone_clicked()
+{
+    if (!CheckInput())
+        return;
+    setEnabled(false);
+    hide();
+    SaveImageSet(edtSerial->text(), edtDate->text());
+    setEnabled(true);
+    ShowFinish(this, QStringLiteral("Clone finished successfully!"));
+    Close();
+}
+
+/** Whether a clone run can start; if not, the operator has been told why. */
+bool Clone::CheckInput()
+{
+    QString error;
+    if (!*mounted)
+        error = QStringLiteral("Rev is not mounted!");
+    else if (edtSerial->text().isEmpty())
+        error = QStringLiteral("Machine serial number cannot be empty!");
+    else if (edtSerialAgain->text() != edtSerial->text())
+        error = QStringLiteral("Machine serial numbers are not equal!");
+    else
+        return true;
+    ShowError(this, error);
+    return false;
+}
+
+void Clone::SaveImageSet(const QString& serial, const QString& date)
+{
+    RunCommand(*proc, ImageStore::MakeSerialDirCommand(serial));
+    RunCommand(*proc, ImageStore::MakeImageSetDirCommand(serial, date));
+    RunCommand(*proc, ImageStore::SaveBootSectorCommand(serial, date));
+    RunCommand(*proc, ImageStore::SavePartitionTableCommand(serial, date));
+    QStringList partitions;
+    ReadPartitionTable(ImageStore::PartitionTablePath(serial, date), partitions);
+    for (const QString& partition : std::as_const(partitions))
+        RunCommand(*proc, ImageStore::SavePartitionCommand(serial, date, partition));
+}
+
+/** Fills `list` with the partitions to image; leaves it as it is when the file can't be opened. */
+void Clone::ReadPartitionTable(const QString& path, QStringList& list)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return;
+    list.clear();
+    QTextStream stream(&file);
+    while (!stream.atEnd())
+        ParsePartitionLine(stream.readLine(), list);
+}
+
+void Clone::ParsePartitionLine(QString line, QStringList& list)
+{
+    if (!line.startsWith(QLatin1Char('/')))
+        return;
+    const QString separator = QStringLiteral(" : ");
+    const QString name = line.section(separator, 0, 0).mid(5);
+    const QString fields = line.section(separator, 1, 1);
+    const QString type = fields.section(QLatin1Char(','), 2, 2).section(QLatin1Char('='), 1, 1);
+    if (type != QLatin1String("82"))
+        list.append(name);
+}

@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include <QString>
+
+class KLed;
+class QWidget;
+
+// What the dialogs have in common: their message boxes, the status LED and the mount button.
+
+/** A modal critical box "Error" with OK; returns when the operator has closed it. The text is shown as it is. */
+void ShowError(QWidget* dialog, const QString& text);
+
+/** A modal information box "Finish" with OK, for the end of a long run. */
+void ShowFinish(QWidget* dialog, const QString& text);
+
+/** Colours a status LED: green while the REV disk is mounted, red while it is not. */
+void ShowRevState(KLed* led, bool mounted);
+
+/**
+ * Unmounts the REV disk when it is mounted, mounts it when it is not. On success the flag and the LED follow; on
+ * failure both stay, and the operator is told.
+ * @return whether it succeeded
+ */
+bool ToggleRev(QWidget* dialog, KLed* led, bool& mounted);

@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "imagestore.h"
+
+namespace {
+// The hard disk that is cloned and restored. There is no choice of another.
+const QString sourceDisk = QStringLiteral("hdc");
+const QString sourceDevice = QStringLiteral("/dev/hdc");
+const QString imageSuffix = QStringLiteral(".bz2");
+const QString firstVolumeSuffix = QStringLiteral(".000");
+} // namespace
+
+namespace ImageStore {
+QString SerialDirPath(const QString& serial)
+{
+    return QLatin1String(mountPoint) + serial;
+}
+
+QString ImageSetPath(const QString& serial, const QString& date)
+{
+    return SerialDirPath(serial) + QLatin1Char('/') + date;
+}
+
+QString ImageFilePrefix(const QString& serial, const QString& date)
+{
+    return serial + QLatin1Char('_') + date + QLatin1Char('_');
+}
+
+QString BootSectorFileName(const QString& serial, const QString& date)
+{
+    return ImageFilePrefix(serial, date) + sourceDisk + QStringLiteral(".mbr");
+}
+
+QString PartitionTableFileName(const QString& serial, const QString& date)
+{
+    return ImageFilePrefix(serial, date) + sourceDisk + QStringLiteral(".sf");
+}
+
+QString PartitionTablePath(const QString& serial, const QString& date)
+{
+    return ImageSetPath(serial, date) + QLatin1Char('/') + PartitionTableFileName(serial, date);
+}
+
+QString ImageBaseName(const QString& serial, const QString& date, const QString& part)
+{
+    return ImageFilePrefix(serial, date) + part + imageSuffix;
+}
+
+QString ImageFirstVolumeName(const QString& serial, const QString& date, const QString& part)
+{
+    return ImageBaseName(serial, date, part) + firstVolumeSuffix;
+}
+
+QStringList MakeSerialDirCommand(const QString& serial)
+{
+    return {QStringLiteral("mkdir"), QStringLiteral("-p"), SerialDirPath(serial)};
+}
+
+QStringList MakeImageSetDirCommand(const QString& serial, const QString& date)
+{
+    return {QStringLiteral("mkdir"), QStringLiteral("-p"), ImageSetPath(serial, date)};
+}
+
+QStringList SaveBootSectorCommand(const QString& serial, const QString& date)
+{
+    return {QStringLiteral("dd"), QStringLiteral("if=") + sourceDevice,
+        QStringLiteral("of=") + ImageSetPath(serial, date) + QLatin1Char('/') + BootSectorFileName(serial, date),
+        QStringLiteral("count=1"), QStringLiteral("bs=512")};
+}
+
+QStringList SavePartitionTableCommand(const QString& serial, const QString& date)
+{
+    return {QStringLiteral("norvoClonePT"), sourceDisk, PartitionTablePath(serial, date)};
+}
+
+QStringList SavePartitionCommand(const QString& serial, const QString& date, const QString& part)
+{
+    return {QStringLiteral("norvoPartimageClone"), ImageSetPath(serial, date), part, ImageBaseName(serial, date, part)};
+}
+
+QStringList RestoreBootSectorCommand(const QString& serial, const QString& date)
+{
+    return {QStringLiteral("dd"), QStringLiteral("if=") + BootSectorFileName(serial, date),
+        QStringLiteral("of=") + sourceDevice};
+}
+
+QStringList RestorePartitionTableCommand(const QString& serial, const QString& date)
+{
+    return {QStringLiteral("norvoRestorePT"), sourceDisk, PartitionTableFileName(serial, date)};
+}
+
+QStringList RestorePartitionCommand(const QString& serial, const QString& date, const QString& part)
+{
+    return {QStringLiteral("norvoPartimageRestore"), ImageSetPath(serial, date), part,
+        ImageFirstVolumeName(serial, date, part)};
+}
+
+QStringList MakeSwapCommand(const QString& part)
+{
+    return {QStringLiteral("mkswap"), QStringLiteral("-c"), QStringLiteral("/dev/") + part};
+}
+
+QStringList ReinstallGrubCommand()
+{
+    return {QStringLiteral("norvoRestoreGrub")};
+}
+
+QStringList UsageCommand()
+{
+    return {QStringLiteral("df"), QStringLiteral("-hT"), QStringLiteral("--type=udf"), QStringLiteral("--sync")};
+}
+
+QStringList FormatCommand()
+{
+    return {QStringLiteral("mkudffs"), QLatin1String(revDevice)};
+}
+} // namespace ImageStore

@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "norvoclonerestore.h"
+#include "utility.h"
+
+#include <KAboutData>
+#include <KLocalizedString>
+
+#include <QApplication>
+#include <QCommandLineParser>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+constexpr char version[] = "1.0.5";
+
+/** Lets the library report faults in the command line, and answer --help and --version; both end the program. */
+void CheckCommandLine(KAboutData& about)
+{
+    QCommandLineParser parser;
+    about.setupCommandLine(&parser);
+    parser.addPositionalArgument(QStringLiteral("URL"), i18n("Document to open"), QStringLiteral("[URL]"));
+    parser.addOption({QStringLiteral("C"), i18n("Clone Version")});
+
+    // "-C" with more behind it is not the switch: it starts the program in restore-only mode instead of ending it.
+    QStringList arguments = QCoreApplication::arguments();
+    const auto longer = [](const QString& argument) {
+        return argument.startsWith(QLatin1String("-C")) && argument.size() > 2;
+    };
+    arguments.erase(std::remove_if(arguments.begin() + 1, arguments.end(), longer), arguments.end());
+    parser.process(arguments);
+    about.processCommandLine(&parser);
+}
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QString maker = QStringLiteral("Norvo Clone-Restore developers");
+    const QString address = QStringLiteral("norvo-clone-restore@example.org");
+    KAboutData about(QStringLiteral("norvoclonerestore"), QStringLiteral("NorvoCloneRestore"),
+        QString::fromUtf8(version), QStringLiteral("Norvo Clone-Restore"), KAboutLicense::Custom,
+        QStringLiteral("(c) 2026 ") + maker, QString(), QString(), address);
+    about.addAuthor(maker, QString(), address);
+
+    // Looked up in the arguments as they were given: the application object takes out those that it knows itself.
+    const bool cloneVersion = std::any_of(argv, argv + argc, [](const char* argument) {
+        return std::strcmp(argument, "-C") == 0;
+    });
+
+    QApplication app(argc, argv);
+    KLocalizedString::setApplicationDomain("norvoclonerestore");
+    KAboutData::setApplicationData(about);
+    // Otherwise every caption would get the program's name added to it.
+    QApplication::setApplicationDisplayName(QString());
+    CheckCommandLine(about);
+
+    // The only window without a parent: the event loop ends when it is closed. It is deleted after that, not at once,
+    // since a function of its dialogs may still wait for a command.
+    auto* const window = new NorvoCloneRestore(nullptr, nullptr, {});
+    QObject::connect(&app, &QApplication::aboutToQuit, window, &QObject::deleteLater);
+    window->Init(cloneVersion, version);
+    CenterWindow(window);
+    window->show();
+    return QApplication::exec();
+}

@@ -1,0 +1,235 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "restore.h"
+
+#include "commandrunner.h"
+#include "dialogs.h"
+#include "imagestore.h"
+#include "restoreoutput.h"
+#include "utility.h"
+
+#include <QCloseEvent>
+#include <QDir>
+#include <QTextStream>
+
+namespace {
+/** Fills a combo box with the names of a listed directory, but for those that the file system itself keeps there. */
+void Fill(QComboBox* box, const QStringList& names)
+{
+    box->clear();
+    for (const QString& name : names) {
+        if (name != QLatin1String(".") && name != QLatin1String("..") && name != QLatin1String("lost+found"))
+            box->addItem(name);
+    }
+}
+
+/** The number behind the "=" of field `n` of a partition line, with the blanks before it but for the first. */
+QString NumberText(const QString& fields, int n)
+{
+    const QString text = fields.section(QLatin1Char(','), n, n).section(QLatin1Char('='), 1, 1);
+    return text.startsWith(QLatin1Char(' ')) ? text.mid(1) : text;
+}
+} // namespace
+
+Restore::Restore(QWidget* parent, const char* name, Qt::WindowFlags fl)
+    : restoreDlg(parent, name, fl)
+    , parent(parent)
+    , revDir(std::make_unique<QDir>())
+    , partitionFile(std::make_unique<QFile>())
+    , process(std::make_unique<QProcess>())
+    , restoreOutput(std::make_unique<RestoreOutput>(this, "Restore Output", Qt::Window))
+{
+    connect(process.get(), &QProcess::readyReadStandardOutput, this, &Restore::readFromStdout);
+    connect(process.get(), &QProcess::readyReadStandardError, this, &Restore::readFromStderr);
+}
+
+Restore::~Restore()
+{
+    // Not left to the members' own order: the window is a child of this dialog and has to go before the dialog does.
+    revDir.reset();
+    partitionFile.reset();
+    process.reset();
+    restoreOutput.reset();
+}
+
+void Restore::Init(bool* mounted)
+{
+    imagesAvailable = false;
+    this->mounted = mounted;
+    ShowRevState(ledRevStatus, *mounted);
+    if (*mounted) {
+        revDir->setPath(QLatin1String(ImageStore::mountPoint));
+        serialList = revDir->entryList(QDir::Dirs, QDir::Name);
+        Fill(cmbSerial, serialList);
+        imagesAvailable = cmbSerial->count() > 0;
+        cmbSerial_activated(cmbSerial->currentText());
+    }
+    if (!imagesAvailable) {
+        cmbSerial->clear();
+        cmbDate->clear();
+        lstPartitions->clear();
+    }
+}
+
+void Restore::cmbSerial_activated(const QString& serial)
+{
+    if (!imagesAvailable)
+        return;
+    const QString path = ImageStore::SerialDirPath(serial);
+    const bool entered = QFileInfo(path).isReadable() && QFileInfo(path).isExecutable() && revDir->cd(serial);
+    dateList.clear();
+    if (entered) {
+        dateList = revDir->entryList(QDir::Dirs, QDir::Name | QDir::Reversed);
+        revDir->cdUp();
+    }
+    Fill(cmbDate, dateList);
+    imagesAvailable = cmbDate->count() > 0;
+    if (!entered)
+        ShowError(this, QStringLiteral("Unable to read directory %1!").arg(path));
+    cmbDate_activated(cmbDate->currentText());
+}
+
+void Restore::cmbDate_activated(const QString& date)
+{
+    if (!imagesAvailable)
+        return;
+    lstPartitions->clear();
+    partitionFile->setFileName(ImageStore::PartitionTablePath(cmbSerial->currentText(), date));
+    if (!partitionFile->open(QIODevice::ReadOnly | QIODevice::Text)) {
+        ShowError(this, QStringLiteral("Can't find partition table file!"));
+        imagesAvailable = false;
+        return;
+    }
+    partitions.clear();
+    QTextStream stream(partitionFile.get());
+    while (!stream.atEnd()) {
+        partitionData record;
+        ParsePartitionLine(stream.readLine(), record);
+        if (!record.partition.isEmpty() && record.size.trimmed().toULongLong() != 0)
+            AddPartition(record);
+    }
+    partitionFile->close();
+    imagesAvailable = true;
+}
+
+void Restore::ParsePartitionLine(QString line, partitionData& pd)
+{
+    if (!line.startsWith(QLatin1Char('/')))
+        return;
+    const QString separator = QStringLiteral(" : ");
+    pd.partition = line.section(separator, 0, 0).mid(5);
+    line = line.section(separator, 1, 1);
+    pd.start = NumberText(line, 0);
+    pd.size = NumberText(line, 1);
+    pd.type = line.section(QLatin1Char(','), 2, 2).section(QLatin1Char('='), 1, 1);
+    pd.bootable = line.section(QLatin1Char(','), 3, 3) == QLatin1String(" bootable");
+}
+
+/** Lists a partition: its row, which the operator can check unless it is swap or extended, and its details below. */
+void Restore::AddPartition(partitionData record)
+{
+    auto* const row = new QTreeWidgetItem(lstPartitions, {record.partition});
+    row->setExpanded(true);
+    row->setCheckState(0, Qt::Unchecked);
+    if (record.type == QLatin1String("82")) {
+        row->setDisabled(true);
+        record.type = QStringLiteral("Swap");
+        partitions.push_back(record);
+    } else if (record.type == QLatin1String(" f")) {
+        row->setDisabled(true);
+        record.type = QStringLiteral("Extended");
+    } else {
+        partitions.push_back(record);
+        row->setCheckState(0, Qt::Checked);
+    }
+    new QTreeWidgetItem(row,
+        {QStringLiteral("Details:"), record.start, record.size, record.type,
+            record.bootable ? QStringLiteral("YES") : QStringLiteral("NO")});
+}
+
+void Restore::btnMount_clicked()
+{
+    ToggleRev(this, ledRevStatus, *mounted);
+    Init(mounted);
+}
+
+void Restore::btnStartRestore_clicked()
+{
+    if (!imagesAvailable) {
+        ShowError(this, QStringLiteral("There aren't images on Rev!"));
+        return;
+    }
+    if (!*mounted) {
+        ShowError(this, QStringLiteral("Rev is not mounted!"));
+        return;
+    }
+    CenterWindow(this, restoreOutput.get());
+    setEnabled(false);
+    hide();
+    restoreOutput->setEnabled(true);
+    restoreOutput->show();
+    RestoreImageSet(cmbSerial->currentText(), cmbDate->currentText());
+    ShowFinish(this, QStringLiteral("Restore finished successfully!"));
+    restoreOutput->CloseEnabled();
+}
+
+void Restore::RestoreImageSet(const QString& serial, const QString& date)
+{
+    process->setWorkingDirectory(ImageStore::ImageSetPath(serial, date) + QLatin1Char('/'));
+    ShowAndRun(ImageStore::RestoreBootSectorCommand(serial, date));
+    ShowAndRun(ImageStore::RestorePartitionTableCommand(serial, date));
+    for (int i = 0; i < lstPartitions->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* const row = lstPartitions->topLevelItem(i);
+        if (row->checkState(0) == Qt::Checked)
+            ShowAndRun(ImageStore::RestorePartitionCommand(serial, date, row->text(0)));
+    }
+    restoreOutput->appendCommand(QStringLiteral("\n"));
+    if (chkSwap->isChecked()) {
+        for (const partitionData& record : partitions) {
+            if (record.type == QLatin1String("Swap"))
+                ShowAndRun(ImageStore::MakeSwapCommand(record.partition));
+        }
+    }
+    if (chkGrub->isChecked())
+        ShowAndRun(ImageStore::ReinstallGrubCommand());
+}
+
+/** Runs one command of a restore run, with its command line before and an empty line after what it prints. */
+void Restore::ShowAndRun(const QStringList& command)
+{
+    restoreOutput->appendCommand(command.join(QLatin1Char(' ')) + QStringLiteral(" \n"));
+    RunCommand(*process, command);
+    if (const QString rest = stdoutChunks.Rest(); !rest.isEmpty())
+        restoreOutput->appendOutput(rest);
+    if (const QString rest = stderrChunks.Rest(); !rest.isEmpty())
+        restoreOutput->appendError(rest);
+    restoreOutput->appendCommand(QStringLiteral("\n"));
+}
+
+void Restore::readFromStdout()
+{
+    restoreOutput->appendOutput(stdoutChunks.Decode(process->readAllStandardOutput()));
+}
+
+void Restore::readFromStderr()
+{
+    restoreOutput->appendError(stderrChunks.Decode(process->readAllStandardError()));
+}
+
+void Restore::Close()
+{
+    hide();
+    parent->setEnabled(true);
+}
+
+void Restore::btnCancelRestore_clicked()
+{
+    Close();
+}
+
+void Restore::closeEvent(QCloseEvent* e)
+{
+    e->accept();
+    Close();
+}

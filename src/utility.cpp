@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "utility.h"
+
+#include "imagestore.h"
+
+#include <QScreen>
+#include <QWidget>
+
+#include <cerrno>
+#include <cstdlib>
+#include <iterator>
+#include <linux/magic.h>
+#include <memory>
+#include <mntent.h>
+#include <sstream>
+#include <string>
+#include <sys/mount.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+constexpr char mountTable[] = "/etc/mtab";
+
+struct CloseFile
+{
+    void operator()(FILE* file) const
+    {
+        fclose(file);
+    }
+};
+using File = std::unique_ptr<FILE, CloseFile>;
+
+/**
+ * Opens the mount table for an update. Null when there is none to update: it is missing or read-only, or it is a link
+ * to the kernel's own list, which keeps itself.
+ */
+FILE* OpenMountTable()
+{
+    FILE* const table = setmntent(mountTable, "r+");
+    struct statfs fileSystem;
+    if (table != nullptr && (fstatfs(fileno(table), &fileSystem) != 0 || fileSystem.f_type == PROC_SUPER_MAGIC)) {
+        endmntent(table);
+        return nullptr;
+    }
+    return table;
+}
+
+/** The blank-separated fields of a mount-table line. */
+std::vector<std::string> Fields(const std::string& line)
+{
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+/** The line as it is kept: its fields joined by single blanks, or unchanged when it doesn't fit the line model. */
+std::string KeptLine(const std::string& line, const std::vector<std::string>& fields)
+{
+    static const std::vector<size_t> longest = {79, 79, 9, 79, 1, 1};
+    bool fits = fields.size() == longest.size();
+    for (size_t i = 0; fits && i < longest.size(); ++i)
+        fits = fields[i].size() <= longest[i];
+    if (!fits)
+        return line;
+    std::string kept = fields.front();
+    for (size_t i = 1; i < fields.size(); ++i)
+        kept += ' ' + fields[i];
+    return kept;
+}
+
+/** A copy of `table` in an anonymous temporary file, rewound; null when it could not be made whole. */
+File CopyOf(FILE* table)
+{
+    File copy(tmpfile());
+    if (!copy)
+        return nullptr;
+    for (int c = getc(table); c != EOF; c = getc(table))
+        putc(c, copy.get());
+    const bool whole = !ferror(table) && fflush(copy.get()) == 0;
+    rewind(copy.get());
+    return whole ? std::move(copy) : nullptr;
+}
+} // namespace
+
+bool MountRev()
+{
+    if (mount(ImageStore::revDevice, ImageStore::mountPoint, "udf", 0, "") != 0)
+        return errno == EBUSY;
+    if (FILE* const table = OpenMountTable()) {
+        std::string device = ImageStore::revDevice, directory = ImageStore::mountPoint, type = "udf",
+                    options = "defaults,rw,users,noauto";
+        const mntent entry{device.data(), directory.data(), type.data(), options.data(), 0, 0};
+        addmntent(table, &entry);
+        endmntent(table);
+    }
+    return true;
+}
+
+bool UmountRev()
+{
+    if (umount(ImageStore::mountPoint) != 0)
+        return false;
+    if (FILE* const table = OpenMountTable())
+        delmntent(table, ImageStore::revDevice);
+    return true;
+}
+
+int delmntent(FILE* table, const char* device)
+{
+    File copy = CopyOf(table);
+    endmntent(table);
+    if (!copy)
+        return EOF;
+    const File rewritten(fopen(mountTable, "w"));
+    if (!rewritten)
+        return EOF;
+
+    char* buffer = nullptr;
+    size_t size = 0;
+    for (ssize_t length = getline(&buffer, &size, copy.get()); length >= 0;
+         length = getline(&buffer, &size, copy.get())) {
+        std::string line(buffer, static_cast<size_t>(length));
+        if (line.back() == '\n')
+            line.pop_back();
+        const std::vector<std::string> fields = Fields(line);
+        if (fields.empty() || fields.front() == device)
+            continue;
+        line = KeptLine(line, fields) + '\n';
+        fwrite(line.data(), 1, line.size(), rewritten.get());
+        fwrite(line.data(), 1, line.size(), stdout);
+    }
+    free(buffer);
+    fflush(stdout);
+    fflush(rewritten.get());
+    fsync(fileno(rewritten.get()));
+    return fclose(copy.release());
+}
+
+void CenterWindow(QWidget* window)
+{
+    const QSize screen = window->screen()->geometry().size();
+    window->move((screen.width() - window->width()) / 2, (screen.height() - window->height()) / 2);
+}
+
+void CenterWindow(QWidget* reference, QWidget* window)
+{
+    window->move(reference->x() + (reference->width() - window->width()) / 2,
+        reference->y() + (reference->height() - window->height()) / 2);
+}
