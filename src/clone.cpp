@@ -111,8 +111,8 @@ void Clone::ParsePartitionLine(QString line, QStringList& list)
         return;
     const QString separator = QStringLiteral(" : ");
     const QString name = line.section(separator, 0, 0).mid(5);
-    const QString fields = line.section(separator, 1, 1);
-    const QString type = fields.section(QLatin1Char(','), 2, 2).section(QLatin1Char('='), 1, 1);
+    line = line.section(separator, 1, 1);
+    const QString type = line.section(QLatin1Char(','), 2, 2).section(QLatin1Char('='), 1, 1);
     if (type != QLatin1String("82"))
         list.append(name);
 }

@@ -200,21 +200,26 @@ void Restore::ShowAndRun(const QStringList& command)
 {
     restoreOutput->appendCommand(command.join(QLatin1Char(' ')) + QStringLiteral(" \n"));
     RunCommand(*process, command);
-    if (const QString rest = stdoutChunks.Rest(); !rest.isEmpty())
-        restoreOutput->appendOutput(rest);
-    if (const QString rest = stderrChunks.Rest(); !rest.isEmpty())
-        restoreOutput->appendError(rest);
+    ShowOutput(&RestoreOutput::appendOutput, stdoutChunks.Rest());
+    ShowOutput(&RestoreOutput::appendError, stderrChunks.Rest());
     restoreOutput->appendCommand(QStringLiteral("\n"));
+}
+
+/** Appends what a command printed, unless it is only the beginning of a character so far. */
+void Restore::ShowOutput(void (RestoreOutput::*append)(const QString&), const QString& text)
+{
+    if (!text.isEmpty())
+        (restoreOutput.get()->*append)(text);
 }
 
 void Restore::readFromStdout()
 {
-    restoreOutput->appendOutput(stdoutChunks.Decode(process->readAllStandardOutput()));
+    ShowOutput(&RestoreOutput::appendOutput, stdoutChunks.Decode(process->readAllStandardOutput()));
 }
 
 void Restore::readFromStderr()
 {
-    restoreOutput->appendError(stderrChunks.Decode(process->readAllStandardError()));
+    ShowOutput(&RestoreOutput::appendError, stderrChunks.Decode(process->readAllStandardError()));
 }
 
 void Restore::Close()

@@ -72,6 +72,7 @@ private:
     void AddPartition(partitionData record);
     void RestoreImageSet(const QString& serial, const QString& date);
     void ShowAndRun(const QStringList& command);
+    void ShowOutput(void (RestoreOutput::*append)(const QString&), const QString& text);
 
     QWidget* parent;
     std::unique_ptr<QDir> revDir;
