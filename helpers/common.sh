@@ -132,6 +132,12 @@ sector_bytes() {
     blockdev --getss "$1"
 }
 
+# flush_device DEVICE: forces what was written to the disk, and has the next reading come from there.
+flush_device() {
+    sync -- "$1" || fail failed "$1: what was written cannot be forced to the disk"
+    blockdev --flushbufs "$1" || fail failed "$1: what was written cannot be forced to the disk"
+}
+
 # partition_name DISK NUMBER: hdc and 1 give hdc1, nvme0n1 and 1 give nvme0n1p1.
 partition_name() {
     local infix=

@@ -11,6 +11,15 @@
 #include <QtDebug>
 
 namespace {
+QPoint Position(const QMouseEvent* e)
+{
+#if QT_VERSION_MAJOR >= 6
+    return e->position().toPoint();
+#else
+    return e->pos();
+#endif
+}
+
 /** A list header whose first section alone reacts to the mouse. */
 class FirstSectionHeader : public QHeaderView
 {
@@ -26,7 +35,7 @@ public:
 protected:
     void mousePressEvent(QMouseEvent* e) override
     {
-        if (logicalIndexAt(e->pos()) == 0)
+        if (logicalIndexAt(Position(e)) == 0)
             QHeaderView::mousePressEvent(e);
     }
 };
