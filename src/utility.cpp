@@ -48,6 +48,15 @@ FILE* OpenMountTable()
     return table;
 }
 
+/** Completes a last line that lacks its line feed, which an entry appended to the table would else become part of. */
+void EndLastLine(FILE* table)
+{
+    if (fseek(table, -1, SEEK_END) == 0 && getc(table) != '\n') {
+        fseek(table, 0, SEEK_END);
+        putc('\n', table);
+    }
+}
+
 /** The blank-separated fields of a mount-table line. */
 std::vector<std::string> Fields(const std::string& line)
 {
@@ -92,6 +101,7 @@ bool MountRev()
         std::string device = ImageStore::revDevice, directory = ImageStore::mountPoint, type = "udf",
                     options = "defaults,rw,users,noauto";
         const mntent entry{device.data(), directory.data(), type.data(), options.data(), 0, 0};
+        EndLastLine(table);
         addmntent(table, &entry);
         endmntent(table);
     }
