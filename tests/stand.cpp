@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QMessageBox>
+#include <QMetaEnum>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/mount.h>
@@ -22,16 +23,14 @@ extern "C" int mount(
     const char* source, const char* target, const char* type, unsigned long flags, const void* data) noexcept
 {
     Kernel::calls.append(QString("mount %1 %2 %3 %4 '%5'")
-                             .arg(QLatin1String(source), QLatin1String(target), QLatin1String(type))
-                             .arg(flags)
-                             .arg(QLatin1String(static_cast<const char*>(data))));
+                             .arg(source, target, type, QString::number(flags), static_cast<const char*>(data)));
     errno = Kernel::mountErrno;
     return errno == 0 ? 0 : -1;
 }
 
 extern "C" int umount(const char* target) noexcept
 {
-    Kernel::calls.append("umount " + QLatin1String(target));
+    Kernel::calls.append(QString("umount ") + target);
     errno = Kernel::umountErrno;
     return errno == 0 ? 0 : -1;
 }
@@ -40,7 +39,7 @@ Commands::Commands()
     : searchPath(qgetenv("PATH"))
 {
     qputenv("PATH", QFile::encodeName(dir.path()));
-    const QByteArray path = QFile::encodeName(File("gate"));
+    const QByteArray path = QFile::encodeName(dir.filePath("gate"));
     mkfifo(path.constData(), 0600);
     gate = open(path.constData(), O_RDWR | O_CLOEXEC);
 }
@@ -51,35 +50,25 @@ Commands::~Commands()
     qputenv("PATH", searchPath);
 }
 
-QString Commands::File(const QString& name) const
-{
-    return dir.filePath(name);
-}
-
 void Commands::Add(const QString& name, const QByteArray& body)
 {
-    QFile file(File(name));
+    QFile file(dir.filePath(name));
     file.open(QIODevice::WriteOnly);
     file.write("#!/bin/bash\n"
+               "IFS='|'\n"
                "hold() { read -r <\"${0%/*}/gate\"; }\n"
-               "printf '%s\\0' $(($# + 2)) \"$PWD\" \"${0##*/}\" \"$@\" >>\"${0%/*}/calls\"\n"
+               "echo \"$PWD\" >>\"${0%/*}/directories\"\n"
+               "echo \"${0##*/}${*:+|$*}\" >>\"${0%/*}/calls\"\n"
         + body + '\n');
     file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-void Commands::AddReal(const QString& program)
-{
-    QFile::link(program, File(QFileInfo(program).fileName()));
 }
 
 QByteArray Commands::Print(const QByteArray& bytes, bool oneByOne)
 {
     QByteArray body = "printf '";
-    for (int i = 0; i < bytes.size(); ++i) {
-        if (oneByOne && i > 0)
-            body += "'; printf '";
-        body += "\\" + QByteArray::number(static_cast<uchar>(bytes.at(i)), 8).rightJustified(3, '0');
-    }
+    for (const char byte : bytes)
+        body += (oneByOne ? "'; printf '\\" : "\\")
+            + QByteArray::number(static_cast<uchar>(byte), 8).rightJustified(3, '0');
     return body + "'\n";
 }
 
@@ -88,59 +77,35 @@ void Commands::During(const QString& name, const std::function<void()>& action)
     ++waiting;
     auto* const timer = new QTimer(&context);
     QObject::connect(timer, &QTimer::timeout, timer, [=] {
-        if (!Calls().contains(name) && Calls().filter(name + '|').isEmpty())
+        if (!Lines("calls").contains(name) && Lines("calls").filter(name + '|').isEmpty())
             return;
-        timer->deleteLater();
         timer->stop();
+        timer->deleteLater();
         action();
         --waiting;
-        if (write(gate, "\n", 1) != 1)
-            qFatal("%s can't be let go on", qPrintable(name));
+        QVERIFY(write(gate, "\n", 1) == 1);
     });
     timer->start(5);
 }
 
-QList<QByteArrayList> Commands::Records() const
+QStringList Commands::Lines(const QString& file) const
 {
-    QFile file(File("calls"));
-    file.open(QIODevice::ReadOnly);
-    QByteArrayList items = file.readAll().split('\0');
-    QList<QByteArrayList> records;
-    while (items.size() > 1 && items.size() > items.first().toInt()) {
-        const int count = items.takeFirst().toInt();
-        records.append(items.mid(0, count));
-        items = items.mid(count);
-    }
-    return records;
-}
-
-QStringList Commands::Calls() const
-{
-    QStringList calls;
-    for (const QByteArrayList& record : Records())
-        calls.append(QString::fromUtf8(record.mid(1).join('|')));
-    return calls;
-}
-
-QStringList Commands::Directories() const
-{
-    QStringList directories;
-    for (const QByteArrayList& record : Records())
-        directories.append(QString::fromUtf8(record.first()));
-    return directories;
+    QFile lines(dir.filePath(file));
+    lines.open(QIODevice::ReadOnly);
+    return QString::fromUtf8(lines.readAll()).split('\n', Qt::SkipEmptyParts);
 }
 
 void Commands::Clear()
 {
     for (const QString& name : QDir(dir.path()).entryList(QDir::Files))
-        QFile::remove(File(name));
+        QFile::remove(dir.filePath(name));
     waiting = 0;
 }
 
 Boxes::Boxes()
 {
     QObject::connect(&timer, &QTimer::timeout, &timer, [this] {
-        Look();
+        Answer();
     });
     timer.start(10);
 }
@@ -152,29 +117,30 @@ void Boxes::Expect(const QString& box, Qt::Key answer, const std::function<void(
 
 void Boxes::ExpectError(const QString& text)
 {
-    Expect(QString("Critical|Error|%1|OK").arg(text));
+    if (!text.isEmpty())
+        Expect("Critical|Error|" + text + "|OK");
 }
 
-void Boxes::Clear()
-{
-    expected.clear();
-}
-
-void Boxes::Look()
+void Boxes::Answer()
 {
     auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
     if (box == nullptr)
         return;
-    static const char* const icons[] = {"NoIcon", "Information", "Warning", "Critical", "Question"};
-    QStringList content = {QLatin1String(icons[box->icon()]), box->windowTitle(), box->text()};
+    QStringList content
+        = {QMetaEnum::fromType<QMessageBox::Icon>().valueToKey(box->icon()), box->windowTitle(), box->text()};
     for (QAbstractButton* button : box->buttons())
         content.append(button->text().remove('&'));
-    const Answer answer = expected.isEmpty() ? Answer{"no box", Qt::Key_Escape, {}} : expected.dequeue();
-    if (answer.meanwhile)
-        answer.meanwhile();
-    QTest::keyClick(box, answer.key);
+    const Expected next = expected.isEmpty() ? Expected{"no box", Qt::Key_Escape, {}} : expected.dequeue();
+    if (next.meanwhile)
+        next.meanwhile();
+    QTest::keyClick(box, next.answer);
     box->hide(); // in case that the key left it open: the test goes on, and fails
-    QCOMPARE(content.join('|'), answer.box);
+    QCOMPARE(content.join('|'), next.box);
+}
+
+void Stand::Press(QWidget* window, const QString& button)
+{
+    Child(window, button)->click();
 }
 
 QString Stand::Led(QWidget* dialog)
@@ -187,8 +153,7 @@ void Stand::WriteFile(const QString& path, const QByteArray& content)
 {
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("%s can't be written", qPrintable(path));
+    QVERIFY2(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), qPrintable(path));
 }
 
 QByteArray Stand::ReadFile(const QString& path)
@@ -205,7 +170,7 @@ void Stand::initTestCase()
 void Stand::init()
 {
     commands.Clear();
-    boxes.Clear();
+    boxes.expected.clear();
     Kernel::mountErrno = Kernel::umountErrno = 0;
     Kernel::calls.clear();
     QDir("/mnt/rev").removeRecursively();
@@ -217,6 +182,6 @@ void Stand::init()
 
 void Stand::cleanup()
 {
-    QCOMPARE(boxes.Expected(), 0);
+    QVERIFY2(boxes.expected.isEmpty(), "a message box did not come");
     QCOMPARE(commands.waiting, 0);
 }

@@ -5,13 +5,12 @@
 
 #include <QPushButton>
 #include <QQueue>
-#include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <functional>
 
-/** The kernel's answers to mount(2) and umount(2), which the tests' programs define in place of the C library. */
+/** The kernel's answers to mount(2) and umount(2), which the tests define in place of the C library. */
 namespace Kernel {
 extern int mountErrno; ///< 0 for success
 extern int umountErrno;
@@ -26,11 +25,10 @@ public:
     ~Commands();
 
     /**
-     * Adds a command that records each call and then runs `body` in bash, builtins only. There, `hold` waits until a
-     * During() of the test has done its work.
+     * Adds a command that records each call and then runs `body` in bash, builtins only. There, `hold` waits until an
+     * action of During() is done.
      */
     void Add(const QString& name, const QByteArray& body = {});
-    void AddReal(const QString& program);
 
     /** A body that prints these bytes, in one piece or one by one. */
     static QByteArray Print(const QByteArray& bytes, bool oneByOne = false);
@@ -39,17 +37,21 @@ public:
     void During(const QString& name, const std::function<void()>& action);
 
     /** The calls so far, as "name|argument|argument". */
-    QStringList Calls() const;
+    QStringList Calls() const
+    {
+        return Lines("calls");
+    }
     /** The working directory of each call. */
-    QStringList Directories() const;
-    /** Forgets commands and calls. */
+    QStringList Directories() const
+    {
+        return Lines("directories");
+    }
     void Clear();
 
     int waiting = 0; ///< actions of During() that have not been done
 
 private:
-    QString File(const QString& name) const;
-    QList<QByteArrayList> Records() const;
+    QStringList Lines(const QString& file) const;
 
     QTemporaryDir dir;
     QByteArray searchPath;
@@ -69,24 +71,20 @@ public:
      * @param meanwhile done while the box is open
      */
     void Expect(const QString& box, Qt::Key answer = Qt::Key_Return, const std::function<void()>& meanwhile = {});
+    /** Expects nothing when the text is empty. */
     void ExpectError(const QString& text);
 
-    int Expected() const
-    {
-        return static_cast<int>(expected.size());
-    }
-    void Clear();
-
-private:
-    void Look();
-
-    struct Answer
+    struct Expected
     {
         QString box;
-        Qt::Key key;
+        Qt::Key answer;
         std::function<void()> meanwhile;
     };
-    QQueue<Answer> expected;
+    QQueue<Expected> expected;
+
+private:
+    void Answer();
+
     QTimer timer;
 };
 
@@ -103,17 +101,12 @@ protected:
     template <class Widget = QPushButton> static Widget* Child(QWidget* window, const QString& name)
     {
         auto* const child = window->findChild<Widget*>(name);
-        if (child == nullptr)
-            qFatal("%s has no %s", qPrintable(window->objectName()), qPrintable(name));
+        Q_ASSERT_X(child != nullptr, "Child", qPrintable(name));
         return child;
     }
-    static void Press(QWidget* window, const QString& button)
-    {
-        Child(window, button)->click();
-    }
+    static void Press(QWidget* window, const QString& button);
     /** The colour of a dialog's LED: "green", "red", or another one's number. */
     static QString Led(QWidget* dialog);
-
     static void WriteFile(const QString& path, const QByteArray& content);
     static QByteArray ReadFile(const QString& path);
 
