@@ -69,7 +69,7 @@ QByteArray Commands::Print(const QByteArray& bytes, bool oneByOne)
     for (const char byte : bytes)
         body += (oneByOne ? "'; printf '\\" : "\\")
             + QByteArray::number(static_cast<uchar>(byte), 8).rightJustified(3, '0');
-    return body + "'\n";
+    return body + '\'';
 }
 
 void Commands::During(const QString& name, const std::function<void()>& action)
