@@ -182,7 +182,7 @@ mounts() {
         read -r _ source mode <<<"$rest"
         [[ ,$mode, == *,ro,* ]] && mode=ro || mode=rw
         printf '%s %s %b\n' "$number" "$mode" "$point"
-        source=$(printf '%b' "$source")
+        printf -v source '%b' "$source" # blanks are written as \040
         [[ ! -b $source ]] || printf '%s %s %b\n' "$(device_number "$source")" "$mode" "$point"
     done </proc/self/mountinfo
     for member in /sys/fs/btrfs/*/devices/*/dev; do
@@ -194,12 +194,13 @@ mounts() {
 swaps() {
     local source
     while read -r source _; do
-        source=$(printf '%b' "$source")
+        printf -v source '%b' "$source"
         [[ ! -b $source ]] || device_number "$source"
-    done < <(tail -n +2 /proc/swaps)
+    done </proc/swaps
 }
 
-# use_of NUMBER read|write: prints what keeps the device with that number from being read or written.
+# use_of NUMBER read|write: prints what keeps the device with that number from being read or written, going by the
+# lists $mounted and $swapped.
 use_of() {
     local wanted=$1 way=$2 number mode point readable=
     while read -r number mode point; do
@@ -210,16 +211,15 @@ use_of() {
         *:rw) printf 'it is mounted for writing at %s\n' "$point" ;;
         *) printf 'it is mounted at %s\n' "$point" ;;
         esac
-    done < <(mounts)
-    while read -r number; do
-        [[ $number != "$wanted" ]] || printf 'it is used as swap\n'
-    done < <(swaps)
+    done <<<"$mounted"
+    [[ $'\n'$swapped$'\n' != *$'\n'"$wanted"$'\n'* ]] || printf 'it is used as swap\n'
 }
 
 # refuse_use DEVICE read|write: fails when the device, one of its partitions or a device built on them is in use:
 # for reading only what is being changed meanwhile counts, for writing everything does.
 refuse_use() {
-    local device=$1 way=$2 number holder use
+    local device=$1 way=$2 number holder use mounted swapped
+    mounted=$(mounts) swapped=$(swaps)
     for number in $(device_family "$(device_number "$device")"); do
         use=$(use_of "$number" "$way")
         for holder in $(holders_of "$number"); do
