@@ -18,6 +18,8 @@ cloneDlg::cloneDlg(QWidget* parent, const char* name, Qt::WindowFlags fl)
     setWindowIcon(img0);
     btnMount->setIcon(img1);
     cloneDlg::languageChange();
+    // Going round, btnClone comes after btnCancel already, so the toolkit leaves it at the chain's beginning.
+    edtSerial->setFocus();
     resize(baseSize().expandedTo(minimumSizeHint()));
 }
 
