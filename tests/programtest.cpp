@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "stand.h"
+
+#include <QApplication>
+#include <algorithm>
+#include <vector>
+
+int RunProgram(int argc, char* argv[]); ///< the program's main()
+
+namespace {
+std::function<void(QWidget*)> operate; ///< what the operator does to the main window
+
+void LetOperate()
+{
+    QTimer::singleShot(0, qApp, [] {
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        operate(*std::find_if(windows.begin(), windows.end(), [](const QWidget* window) {
+            return window->objectName() == "mainDlg";
+        }));
+    });
+}
+} // namespace
+Q_COREAPP_STARTUP_FUNCTION(LetOperate)
+
+class ProgramTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    static int Run(const QByteArrayList& arguments)
+    {
+        std::vector<QByteArray> storage = {"norvoclonerestore"};
+        storage.insert(storage.end(), arguments.begin(), arguments.end());
+        std::vector<char*> argv;
+        for (QByteArray& argument : storage)
+            argv.push_back(argument.data());
+        const int argc = static_cast<int>(argv.size());
+        argv.push_back(nullptr);
+        return RunProgram(argc, argv.data());
+    }
+
+private Q_SLOTS:
+    void readsTheCommandLine_data()
+    {
+        QTest::addColumn<QByteArrayList>("arguments");
+        QTest::addColumn<int>("height");
+        QTest::newRow("none") << QByteArrayList{} << 360;
+        QTest::newRow("-C") << QByteArrayList{"-C"} << 480;
+        QTest::newRow("-C last") << QByteArrayList{"file:///a", "-C"} << 480;
+        QTest::newRow("-C first") << QByteArrayList{"-C", "document"} << 480;
+        QTest::newRow("URL") << QByteArrayList{"file:///C"} << 360;
+        QTest::newRow("longer") << QByteArrayList{"-Clone"} << 360;
+        QTest::newRow("two dashes") << QByteArrayList{"--C"} << 360;
+    }
+
+    void readsTheCommandLine()
+    {
+        QFETCH(QByteArrayList, arguments);
+        QSize size;
+        operate = [&size](QWidget* window) {
+            size = window->size();
+            window->close();
+        };
+        QCOMPARE(Run(arguments), 0);
+        QTEST(size.height(), "height");
+    }
+
+    void endsWhileDfRuns()
+    {
+        Commands commands;
+        commands.Add("df", "hold; echo Filesystem");
+        operate = [&commands](QWidget* window) {
+            commands.During("df", [window] {
+                QVERIFY(window->close());
+            });
+            window->findChild<QPushButton*>("btnRevManager")->click();
+        };
+        QCOMPARE(Run({}), 0);
+        QCOMPARE(commands.waiting, 0);
+        QCOMPARE(Kernel::calls.last(), QString("umount /mnt/rev/"));
+    }
+};
+
+QTEST_APPLESS_MAIN(ProgramTest)
+#include "programtest.moc"
