@@ -1,0 +1,71 @@
+# shellcheck shell=bash
+# SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+# SPDX-License-Identifier: GPL-2.0-or-later
+
+# Part of lib.sh: making, filling, listing and wiping the lab's disks. Never outside the lab: the names are fixed.
+
+# shellcheck disable=SC2034 # for the scenarios
+readonly rev=/dev/hdb disk=/dev/hdc rev_mount=/mnt/rev
+
+# format_rev [OPTION...]: UDF, as the Rev manager makes it, or with these options of mkudffs.
+# shellcheck disable=SC2120 # few scenarios need options
+format_rev() {
+    mkudffs "$@" "$rev" >/dev/null
+}
+
+# with_mount DEVICE COMMAND...: runs COMMAND in the mounted file system; what it wrote is on the disk afterwards.
+with_mount() {
+    local device=$1
+    shift
+    mkdir -p /mnt/disk
+    mount "$device" /mnt/disk
+    pushd /mnt/disk >/dev/null
+    "$@"
+    popd >/dev/null
+    umount /mnt/disk
+}
+
+# list_files: a line for each thing in the working directory, with all that a restored file must have in common with the first,
+# then its extended attributes. Times of folders and files alike; a folder's size is the file system's own business.
+list_files() {
+    find . ! -type d -printf '%y %m %U:%G %n %T@ %s %p %l\n' -o -printf '%y %m %U:%G %n %T@ %p\n' | LC_ALL=C sort
+    find . -type f -print0 | LC_ALL=C sort -z | xargs -0 -r sha256sum
+    find . -print0 | LC_ALL=C sort -z | xargs -0 -r getfattr -h -d -m - -e hex --
+}
+
+# pick_files MEGABYTES FOLDER...: paths, with a NUL after each, of files from 20 kB to 4 MB in the folders, in the order
+# of their names, until they have this size together.
+pick_files() {
+    local megabytes=$1
+    shift
+    find "$@" -xdev -type f -size +20k -size -4096k -readable -printf '%s %p\0' | LC_ALL=C sort -z -k 2 |
+        awk -v RS='\0' -v ORS='\0' -v most="$((megabytes * 1000000))" \
+            '{ size += $1; if (size > most) next; sub(/^[0-9]+ /, ""); print }'
+}
+
+# copy_files: copies the paths on standard input, with a NUL after each, with their folders to the working directory.
+copy_files() {
+    tar -C / --null --verbatim-files-from -T - -P --transform 's,^/*,,' -cf - | tar -xpf -
+}
+
+# make_oddities: one of each thing that an image must not lose.
+make_oddities() {
+    mkdir -m 2750 odd 'odd/empty folder'
+    printf 'old' >odd/old && touch -d '1999-12-31 23:59:58.123456789 UTC' odd/old
+    ln odd/old odd/hard-link
+    ln -s 'nowhere at all' odd/symbolic-link
+    printf '#!/bin/sh\n' >odd/setuid && chmod 4755 odd/setuid
+    printf 'x' >$'odd/\303\251t\303\251 \001 name' && chown 1234:5678 $'odd/\303\251t\303\251 \001 name'
+    truncate -s 5M odd/sparse && printf 'end' >>odd/sparse
+    mkfifo odd/fifo
+    mknod odd/device c 1 3
+    setfattr -n user.note -v 'kept' odd/old
+    setfattr -n trusted.note -v 'kept too' odd
+}
+
+# wipe_disk: nothing of what was on the hard disk is left, also beyond its partition table.
+wipe_disk() {
+    blkdiscard -f "$disk" 2>/dev/null # it tells that it was forced
+    blockdev --rereadpt "$disk"
+    cmp -n "$(blockdev --getsize64 "$disk")" "$disk" /dev/zero
+}

@@ -1,0 +1,122 @@
+# shellcheck shell=bash
+# SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+# SPDX-License-Identifier: GPL-2.0-or-later
+
+# Read by the scenarios, inside the lab: the operator's hands and eyes, and in disks.sh the disks. Titles are whole window titles. Each wait has
+# a bound, and a window titled "Error" that nobody waits for fails the scenario.
+
+set -Eeuo pipefail
+trap 'printf "FAILED: line %s: %s\n" "$LINENO" "$BASH_COMMAND" >&2' ERR
+: "${LAB_OUT:?read inside the lab only: lab/run}"
+
+# shellcheck source-path=SCRIPTDIR source=disks.sh
+. "$(dirname "${BASH_SOURCE[0]}")/disks.sh"
+
+readonly main_window='Norvo Clone-Restore 1.0.5'
+screenshots=0
+
+say() {
+    printf '%s\n' "$*"
+}
+
+fail() {
+    printf 'FAILED: %s\n' "$*" >&2
+    [[ -z ${DISPLAY:-} ]] || screenshot failed
+    exit 1
+}
+
+# check TEXT COMMAND...: the scenario goes on only when COMMAND succeeds.
+check() {
+    local text=$1
+    shift
+    "$@" || fail "$text"
+    say "ok: $text"
+}
+
+# wait_until SECONDS TEXT COMMAND...
+wait_until() {
+    local end=$((SECONDS + $1)) text=$2
+    shift 2
+    until "$@"; do
+        ((SECONDS < end)) || fail "not in time: $text"
+        sleep 0.3
+    done
+}
+
+# screenshot NAME: the whole screen, numbered in the order taken.
+screenshot() {
+    local file
+    screenshots=$((screenshots + 1))
+    printf -v file '%s/%02d-%s.png' "$LAB_OUT" "$screenshots" "$1"
+    sleep 0.5 # the windows draw themselves when they come to it
+    import -window root "$file"
+}
+
+# start_program ARGUMENT...: its own words go to program.log.
+start_program() {
+    command -v norvoclonerestore >/dev/null || fail "no norvoclonerestore in $LAB_STAGE/bin: build and install it there"
+    norvoclonerestore "$@" >>"$LAB_OUT/program.log" 2>&1 &
+    program=$!
+    wait_window "$main_window" 60
+}
+
+# window_id TITLE: of the window that can be seen; nothing and status 1 where there is none.
+window_id() {
+    xdotool search --onlyvisible --name "^${1//./\\.}\$" 2>/dev/null | head -n 1 | grep .
+}
+
+# wait_window TITLE [SECONDS]: leaves its id in $window, with the keyboard's attention on it.
+wait_window() {
+    local title=$1 end=$((SECONDS + ${2:-30}))
+    until window=$(window_id "$title"); do
+        if [[ $title != Error ]] && window_id Error >/dev/null; then
+            fail "an Error box, waiting for the window \"$title\""
+        fi
+        ((SECONDS < end)) || fail "no window \"$title\" after ${2:-30} seconds"
+        sleep 0.3
+    done
+    xdotool windowactivate --sync "$window" 2>/dev/null || true
+}
+
+wait_window_gone() {
+    wait_until "${2:-30}" "the window \"$1\" closes" window_missing "$1"
+}
+
+window_missing() {
+    ! window_id "$1" >/dev/null
+}
+
+# click TITLE X Y: with the left button, at this place of the window without its frame.
+click() {
+    wait_window "$1"
+    xdotool mousemove --window "$window" "$2" "$3" sleep 0.1 click 1
+}
+
+# type_text TEXT: into the widget that has the keyboard's attention.
+type_text() {
+    xdotool type --delay 30 -- "$1"
+}
+
+press() {
+    xdotool key --delay 50 -- "$@"
+}
+
+# message_box CAPTION NAME [SECONDS]: waits for it, keeps a screenshot of it, and presses its only button.
+message_box() {
+    wait_window "$1" "${3:-30}"
+    screenshot "$2"
+    press Return
+    wait_window_gone "$1"
+}
+
+# close_program: as the window manager does when the operator asks it to.
+close_program() {
+    wait_window "$main_window"
+    press alt+F4
+    wait_until 30 "the program ends" program_ended
+    wait "$program"
+}
+
+program_ended() {
+    ! kill -0 "$program" 2>/dev/null || [[ $(ps -o stat= -p "$program") == Z* ]]
+}
