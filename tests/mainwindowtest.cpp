@@ -5,7 +5,6 @@
 #include "stand.h"
 #include "utility.h"
 
-#include <QGuiApplication>
 #include <QScreen>
 #include <cerrno>
 #include <memory>
@@ -25,6 +24,11 @@ private:
         window->show();
     }
 
+    void Press(const QString& button)
+    {
+        Child(window.get(), button)->click();
+    }
+
     QWidget* Dialog(const QString& name)
     {
         return Child<QWidget>(window.get(), name);
@@ -35,16 +39,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("cloneVersion");
         QTest::addColumn<QString>("widgets");
-        QTest::addColumn<QString>("dialogs");
-        QTest::newRow("clone version")
-            << true
-            << "512,480|lblTitle 10,10|lblClone 140,140|lblRestore 140,260|lblRevManager 140,380|btnClone 20,120|"
-               "btnRestore 20,240|btnRevManager 20,360"
-            << "Clone|Restore|RevManager";
-        QTest::newRow("restore only") << false
-                                      << "512,360|lblTitle 10,10|lblRestore 140,140|lblRevManager 140,260|"
-                                         "btnRestore 20,120|btnRevManager 20,240"
-                                      << "Restore|RevManager";
+        Row("clone version", true,
+            "512,480|lblTitle 10,10|lblClone 140,140|lblRestore 140,260|lblRevManager 140,380|btnClone 20,120|"
+            "btnRestore 20,240|btnRevManager 20,360|Clone|Restore|RevManager");
+        Row("restore only", false,
+            "512,360|lblTitle 10,10|lblRestore 140,140|lblRevManager 140,260|btnRestore 20,120|btnRevManager 20,240|"
+            "Restore|RevManager");
     }
 
     void laysItselfOut()
@@ -53,15 +53,14 @@ private Q_SLOTS:
         Start(cloneVersion);
         QCOMPARE(window->windowTitle(), QString("Norvo Clone-Restore 1.0.5"));
         QVERIFY(window->minimumSize() == window->size() && window->maximumSize() == window->size());
-        QStringList widgets = {QString("%1,%2").arg(window->width()).arg(window->height())}, dialogs;
+        QStringList widgets = {QString("%1,%2").arg(window->width()).arg(window->height())};
         for (QWidget* child : window->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
             if (child->isWindow())
-                dialogs.append(child->objectName());
+                widgets.append(child->objectName());
             else if (child->isVisible() && child->isEnabled())
                 widgets.append(QString("%1 %2,%3").arg(child->objectName()).arg(child->x()).arg(child->y()));
         }
         QTEST(widgets.join('|'), "widgets");
-        QTEST(dialogs.join('|'), "dialogs");
         window->btnClone_clicked();
         QCOMPARE(window->isEnabled(), !cloneVersion);
     }
@@ -73,13 +72,13 @@ private Q_SLOTS:
         QTest::addColumn<int>("error");
         for (const char* dialog : {"Clone", "Restore", "RevManager"}) {
             for (const bool mounted : {true, false}) {
-                QTest::addRow("%s, mounted: %d", dialog, mounted) << dialog << mounted << 0;
-                QTest::addRow("%s, mounted: %d, fails", dialog, mounted) << dialog << mounted << EPERM;
+                for (const int error : {0, EPERM})
+                    QTest::addRow("%s, mounted: %d, error: %d", dialog, mounted, error) << dialog << mounted << error;
             }
         }
     }
 
-    /** Opens a dialog, presses its mount button and closes it; then what it did is to be seen in another one. */
+    /** Opens a dialog, presses its mount button and closes it; what that did is to be seen in another dialog. */
     void opensDialogs()
     {
         QFETCH(QString, dialog);
@@ -88,8 +87,7 @@ private Q_SLOTS:
         Kernel::mountErrno = mounted ? 0 : ENOMEDIUM;
         Start(true);
         QWidget* const opened = Dialog(dialog);
-        QVERIFY(opened->isHidden());
-        Press(window.get(), "btn" + dialog);
+        Press("btn" + dialog);
         QVERIFY(opened->isVisible() && opened->isEnabled() && !window->isEnabled());
         QVERIFY(!window->close() && window->isVisible());
         QCOMPARE(Led(opened), QString(mounted ? "green" : "red"));
@@ -97,21 +95,20 @@ private Q_SLOTS:
         Kernel::mountErrno = Kernel::umountErrno = error;
         if (error != 0)
             boxes.ExpectError(mounted ? "Unable to umount Rev!" : "Unable to mount Rev!");
-        Press(opened, "btnMount");
+        Child(opened, "btnMount")->click();
         const QString led = (error != 0) == mounted ? "green" : "red";
         QCOMPARE(Led(opened), led);
         QVERIFY(opened->close() && opened->isHidden() && window->isEnabled());
 
         const QString other = dialog == "Restore" ? "Clone" : "Restore";
-        Press(window.get(), "btn" + other);
+        Press("btn" + other);
         QCOMPARE(Led(Dialog(other)), led);
         Dialog(other)->close();
-        Press(window.get(), "btn" + dialog);
+        Press("btn" + dialog);
         QVERIFY(Dialog(dialog) == opened && opened->isVisible());
         opened->close();
-        QVERIFY(window->close());
+        QVERIFY(window->close() && Dialog(dialog) == nullptr);
         QCOMPARE(Kernel::calls.last(), QString("umount /mnt/rev/"));
-        QCOMPARE(window->findChildren<QWidget*>(dialog).size(), 0);
     }
 
     void waitsForDf()
@@ -119,11 +116,11 @@ private Q_SLOTS:
         Start(false);
         commands.Add("df", "hold; echo Filesystem");
         commands.During("df", [this] {
-            Press(window.get(), "btnRevManager");
-            Press(window.get(), "btnRestore");
+            Press("btnRevManager");
+            Press("btnRestore");
             QVERIFY(window->isEnabled() && Dialog("Restore")->isHidden() && Dialog("RevManager")->isHidden());
         });
-        Press(window.get(), "btnRevManager");
+        Press("btnRevManager");
         QCOMPARE(commands.Calls().size(), 1);
         QVERIFY(Dialog("RevManager")->isVisible() && Dialog("Restore")->isHidden());
     }
@@ -132,21 +129,20 @@ private Q_SLOTS:
     {
         Start(true);
         commands.Add("mkudffs", "hold");
-        Press(window.get(), "btnRevManager");
-        boxes.Expect("Warning|Format|Do you want to format Rev?\n\nAll data will be lost!|Format|Cancel");
+        Press("btnRevManager");
+        boxes.expected.append({"Warning|Format|Do you want to format Rev?\n\nAll data will be lost!|Format|Cancel"});
+        boxes.expected.append({"Information|Finish|Rev formatted successfully!|OK"});
         commands.During("mkudffs", [this] {
             const QStringList calls = Kernel::calls;
-            Press(Dialog("RevManager"), "btnMount");
-            Press(Dialog("RevManager"), "btnFormat");
-            Press(Dialog("RevManager"), "btnCancel");
+            for (const char* button : {"btnMount", "btnFormat", "btnCancel"})
+                Child(Dialog("RevManager"), button)->click();
             QVERIFY(window->isEnabled() && Dialog("RevManager")->isHidden());
             for (const char* button : {"btnClone", "btnRestore", "btnRevManager"})
-                Press(window.get(), button);
+                Press(button);
             QVERIFY(window->isEnabled());
             QCOMPARE(Kernel::calls, calls);
         });
-        boxes.Expect("Information|Finish|Rev formatted successfully!|OK");
-        Press(Dialog("RevManager"), "btnFormat");
+        Child(Dialog("RevManager"), "btnFormat")->click();
         QCOMPARE(commands.Calls().filter("mkudffs").size(), 1);
     }
 
@@ -155,9 +151,9 @@ private Q_SLOTS:
         QTest::addColumn<QRect>("reference");
         QTest::addColumn<QSize>("size");
         QTest::addColumn<QPoint>("position");
-        QTest::newRow("smaller") << QRect(100, 50, 512, 480) << QSize(422, 170) << QPoint(145, 205);
-        QTest::newRow("odd") << QRect(0, 0, 640, 481) << QSize(701, 480) << QPoint(-30, 0);
-        QTest::newRow("larger") << QRect(10, 20, 400, 200) << QSize(512, 361) << QPoint(-46, -60);
+        Row("smaller", QRect(100, 50, 512, 480), QSize(422, 170), QPoint(145, 205));
+        Row("odd", QRect(0, 0, 640, 481), QSize(701, 480), QPoint(-30, 0));
+        Row("larger", QRect(10, 20, 400, 200), QSize(512, 361), QPoint(-46, -60));
     }
 
     void centres()
@@ -170,7 +166,7 @@ private Q_SLOTS:
         over.resize(size);
         CenterWindow(&under, &over);
         QCOMPARE(over.pos(), position);
-        over.resize(QGuiApplication::primaryScreen()->size() - reference.size() + size);
+        over.resize(over.screen()->size() - reference.size() + size); // as large against the screen
         CenterWindow(&over);
         QCOMPARE(over.pos(), position - reference.topLeft());
     }

@@ -29,16 +29,14 @@ class ProgramTest : public QObject
     Q_OBJECT
 
 private:
-    static int Run(const QByteArrayList& arguments)
+    static int Run(QByteArrayList arguments)
     {
-        std::vector<QByteArray> storage = {"norvoclonerestore"};
-        storage.insert(storage.end(), arguments.begin(), arguments.end());
+        arguments.prepend("norvoclonerestore");
         std::vector<char*> argv;
-        for (QByteArray& argument : storage)
+        for (QByteArray& argument : arguments)
             argv.push_back(argument.data());
-        const int argc = static_cast<int>(argv.size());
         argv.push_back(nullptr);
-        return RunProgram(argc, argv.data());
+        return RunProgram(static_cast<int>(arguments.size()), argv.data());
     }
 
 private Q_SLOTS:
@@ -46,13 +44,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArrayList>("arguments");
         QTest::addColumn<int>("height");
-        QTest::newRow("none") << QByteArrayList{} << 360;
-        QTest::newRow("-C") << QByteArrayList{"-C"} << 480;
-        QTest::newRow("-C last") << QByteArrayList{"file:///a", "-C"} << 480;
-        QTest::newRow("-C first") << QByteArrayList{"-C", "document"} << 480;
-        QTest::newRow("URL") << QByteArrayList{"file:///C"} << 360;
-        QTest::newRow("longer") << QByteArrayList{"-Clone"} << 360;
-        QTest::newRow("two dashes") << QByteArrayList{"--C"} << 360;
+        Row("none", QByteArrayList(), 360);
+        Row("-C", QByteArrayList{"-C"}, 480);
+        Row("-C first", QByteArrayList{"-C", "document"}, 480);
+        Row("-C last", QByteArrayList{"file:///a", "-C"}, 480);
+        Row("longer", QByteArrayList{"-Clone"}, 360);
+        Row("two dashes", QByteArrayList{"--C"}, 360);
     }
 
     void readsTheCommandLine()

@@ -3,10 +3,7 @@
 
 #include "stand.h"
 
-#include <KLed>
-
 #include <QApplication>
-#include <QDir>
 #include <QMessageBox>
 #include <QMetaEnum>
 #include <cerrno>
@@ -14,10 +11,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-int Kernel::mountErrno = 0;
-int Kernel::umountErrno = 0;
-QStringList Kernel::calls;
 
 extern "C" int mount(
     const char* source, const char* target, const char* type, unsigned long flags, const void* data) noexcept
@@ -52,24 +45,15 @@ Commands::~Commands()
 
 void Commands::Add(const QString& name, const QByteArray& body)
 {
-    QFile file(dir.filePath(name));
-    file.open(QIODevice::WriteOnly);
-    file.write("#!/bin/bash\n"
-               "IFS='|'\n"
-               "hold() { read -r <\"${0%/*}/gate\"; }\n"
-               "echo \"$PWD\" >>\"${0%/*}/directories\"\n"
-               "echo \"${0##*/}${*:+|$*}\" >>\"${0%/*}/calls\"\n"
-        + body + '\n');
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-QByteArray Commands::Print(const QByteArray& bytes, bool oneByOne)
-{
-    QByteArray body = "printf '";
-    for (const char byte : bytes)
-        body += (oneByOne ? "'; printf '\\" : "\\")
-            + QByteArray::number(static_cast<uchar>(byte), 8).rightJustified(3, '0');
-    return body + '\'';
+    const QString path = dir.filePath(name);
+    WriteFile(path,
+        "#!/bin/bash\n"
+        "IFS='|'\n"
+        "hold() { read -r <\"${0%/*}/gate\"; }\n"
+        "echo \"$PWD\" >>\"${0%/*}/directories\"\n"
+        "echo \"${0##*/}${*:+|$*}\" >>\"${0%/*}/calls\"\n"
+            + body + '\n');
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 void Commands::During(const QString& name, const std::function<void()>& action)
@@ -77,22 +61,14 @@ void Commands::During(const QString& name, const std::function<void()>& action)
     ++waiting;
     auto* const timer = new QTimer(&context);
     QObject::connect(timer, &QTimer::timeout, timer, [=] {
-        if (!Lines("calls").contains(name) && Lines("calls").filter(name + '|').isEmpty())
+        if (Calls().filter(name).isEmpty())
             return;
         timer->stop();
-        timer->deleteLater();
         action();
         --waiting;
-        QVERIFY(write(gate, "\n", 1) == 1);
+        QCOMPARE(write(gate, "\n", 1), 1);
     });
     timer->start(5);
-}
-
-QStringList Commands::Lines(const QString& file) const
-{
-    QFile lines(dir.filePath(file));
-    lines.open(QIODevice::ReadOnly);
-    return QString::fromUtf8(lines.readAll()).split('\n', Qt::SkipEmptyParts);
 }
 
 void Commands::Clear()
@@ -110,17 +86,6 @@ Boxes::Boxes()
     timer.start(10);
 }
 
-void Boxes::Expect(const QString& box, Qt::Key answer, const std::function<void()>& meanwhile)
-{
-    expected.enqueue({box, answer, meanwhile});
-}
-
-void Boxes::ExpectError(const QString& text)
-{
-    if (!text.isEmpty())
-        Expect("Critical|Error|" + text + "|OK");
-}
-
 void Boxes::Answer()
 {
     auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
@@ -130,36 +95,12 @@ void Boxes::Answer()
         = {QMetaEnum::fromType<QMessageBox::Icon>().valueToKey(box->icon()), box->windowTitle(), box->text()};
     for (QAbstractButton* button : box->buttons())
         content.append(button->text().remove('&'));
-    const Expected next = expected.isEmpty() ? Expected{"no box", Qt::Key_Escape, {}} : expected.dequeue();
+    const Expected next = expected.isEmpty() ? Expected{"no box", Qt::Key_Escape} : expected.dequeue();
     if (next.meanwhile)
         next.meanwhile();
     QTest::keyClick(box, next.answer);
     box->hide(); // in case that the key left it open: the test goes on, and fails
     QCOMPARE(content.join('|'), next.box);
-}
-
-void Stand::Press(QWidget* window, const QString& button)
-{
-    Child(window, button)->click();
-}
-
-QString Stand::Led(QWidget* dialog)
-{
-    const QColor color = dialog->findChild<KLed*>()->color();
-    return color == Qt::green ? "green" : color == Qt::red ? "red" : color.name();
-}
-
-void Stand::WriteFile(const QString& path, const QByteArray& content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY2(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), qPrintable(path));
-}
-
-QByteArray Stand::ReadFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
 }
 
 void Stand::initTestCase()

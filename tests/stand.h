@@ -3,6 +3,9 @@
 
 #pragma once
 
+#include <KLed>
+
+#include <QDir>
 #include <QPushButton>
 #include <QQueue>
 #include <QTemporaryDir>
@@ -12,10 +15,29 @@
 
 /** The kernel's answers to mount(2) and umount(2), which the tests define in place of the C library. */
 namespace Kernel {
-extern int mountErrno; ///< 0 for success
-extern int umountErrno;
-extern QStringList calls; ///< as "mount source target type flags data", "umount target"
+inline int mountErrno = 0; ///< 0 for success
+inline int umountErrno = 0;
+inline QStringList calls; ///< as "mount source target type flags data", "umount target"
 } // namespace Kernel
+
+inline QByteArray ReadFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline void WriteFile(const QString& path, const QByteArray& content)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), qPrintable(path));
+}
+
+/** A row of a test's table. */
+template <class... Values> void Row(const char* name, Values... values)
+{
+    (QTest::newRow(name) << ... << values);
+}
 
 /** Stand-ins for the external commands: the only commands on the search path, so that no real one can be run. */
 class Commands
@@ -30,30 +52,21 @@ public:
      */
     void Add(const QString& name, const QByteArray& body = {});
 
-    /** A body that prints these bytes, in one piece or one by one. */
-    static QByteArray Print(const QByteArray& bytes, bool oneByOne = false);
-
     /** Once `name` has been called, does `action` and lets the command go on. */
     void During(const QString& name, const std::function<void()>& action);
 
     /** The calls so far, as "name|argument|argument". */
     QStringList Calls() const
     {
-        return Lines("calls");
+        return QString::fromUtf8(ReadFile(dir.filePath("calls"))).split('\n', Qt::SkipEmptyParts);
     }
-    /** The working directory of each call. */
-    QStringList Directories() const
-    {
-        return Lines("directories");
-    }
+
     void Clear();
 
-    int waiting = 0; ///< actions of During() that have not been done
+    QTemporaryDir dir; ///< of the commands; "calls" is the record, "directories" that of their working directories
+    int waiting = 0;   ///< actions of During() that have not been done
 
 private:
-    QStringList Lines(const QString& file) const;
-
-    QTemporaryDir dir;
     QByteArray searchPath;
     int gate = -1;
     QObject context;
@@ -65,22 +78,20 @@ class Boxes
 public:
     Boxes();
 
-    /**
-     * @param box as "Icon|caption|text|button|button"
-     * @param answer the key that the operator presses
-     * @param meanwhile done while the box is open
-     */
-    void Expect(const QString& box, Qt::Key answer = Qt::Key_Return, const std::function<void()>& meanwhile = {});
-    /** Expects nothing when the text is empty. */
-    void ExpectError(const QString& text);
-
     struct Expected
     {
-        QString box;
-        Qt::Key answer;
-        std::function<void()> meanwhile;
+        QString box;                               ///< as "Icon|caption|text|button|button"
+        Qt::Key answer = Qt::Key_Return;           ///< what the operator presses
+        std::function<void()> meanwhile = nullptr; ///< done while the box is open
     };
     QQueue<Expected> expected;
+
+    /** Expects nothing when the text is empty. */
+    void ExpectError(const QString& text)
+    {
+        if (!text.isEmpty())
+            expected.append({"Critical|Error|" + text + "|OK"});
+    }
 
 private:
     void Answer();
@@ -100,15 +111,15 @@ protected:
     /** The child of that name; a window's own children come before its dialogs'. */
     template <class Widget = QPushButton> static Widget* Child(QWidget* window, const QString& name)
     {
-        auto* const child = window->findChild<Widget*>(name);
-        Q_ASSERT_X(child != nullptr, "Child", qPrintable(name));
-        return child;
+        return window->findChild<Widget*>(name);
     }
-    static void Press(QWidget* window, const QString& button);
+
     /** The colour of a dialog's LED: "green", "red", or another one's number. */
-    static QString Led(QWidget* dialog);
-    static void WriteFile(const QString& path, const QByteArray& content);
-    static QByteArray ReadFile(const QString& path);
+    static QString Led(QWidget* dialog)
+    {
+        const QColor color = dialog->findChild<KLed*>()->color();
+        return color == Qt::green ? "green" : color == Qt::red ? "red" : color.name();
+    }
 
 private Q_SLOTS:
     void initTestCase();
