@@ -1,0 +1,79 @@
+# shellcheck shell=bash
+# SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+# SPDX-License-Identifier: GPL-2.0-or-later
+
+# Read by the scripts in this folder: the packages of Debian 12, and building.
+
+set -euo pipefail
+
+top=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
+BUILD_DIR=$(realpath -m "${BUILD_DIR:-$top/build}")
+
+# shellcheck disable=SC2034 # for the scripts
+readonly build_packages=(
+    g++ cmake ninja-build extra-cmake-modules gettext
+    qtbase5-dev libkf5coreaddons-dev libkf5i18n-dev libkf5widgetsaddons-dev
+)
+# What the program and its helper commands run.
+# shellcheck disable=SC2034
+readonly run_packages=(
+    fdisk udftools partclone lbzip2 e2fsprogs xfsprogs btrfs-progs dosfstools ntfs-3g grub-pc-bin grub2-common
+)
+# The virtual machine; its X server and window manager; what the scenarios work and look at the windows with.
+# shellcheck disable=SC2034
+readonly lab_packages=(
+    user-mode-linux kmod attr
+    xvfb openbox fonts-dejavu-core
+    xdotool x11-utils imagemagick
+)
+
+say() {
+    printf '%s\n' "$*"
+}
+
+fail() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+# missing_packages PACKAGE...: those that are not installed, one a line.
+missing_packages() {
+    local package
+    for package in "$@"; do
+        [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || say "$package"
+    done
+}
+
+# need_packages PACKAGE...: installs what is missing, or tells what to install and stops.
+need_packages() {
+    local missing as_root=() log
+    command -v dpkg-query apt-get >/dev/null || fail "this is not a Debian system; it would need: $*"
+    mapfile -t missing < <(missing_packages "$@")
+    [[ ${#missing[@]} -gt 0 ]] || return 0
+    if [[ $EUID -ne 0 ]]; then
+        # With a terminal sudo may ask for the password.
+        { command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [[ -t 0 && -t 2 ]]; }; } ||
+            fail "packages are missing; as root: apt-get install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    say "Installing ${missing[*]}"
+    log=$(mktemp)
+    as_root+=(env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 -qq)
+    if ! { "${as_root[@]}" update && "${as_root[@]}" install --no-install-recommends "${missing[@]}" </dev/null; } \
+        >"$log" 2>&1; then
+        fail "apt-get could not install them: $(tail -n 5 "$log")"
+    fi
+    rm -f "$log"
+}
+
+# build: everything, tests included, and an installed copy in the stage folder that the lab takes the program from.
+build() {
+    local log=$BUILD_DIR/build.log
+    mkdir -p "$BUILD_DIR"
+    say "Building in $BUILD_DIR"
+    {
+        cmake -S "$top" -B "$BUILD_DIR" -G Ninja &&
+            cmake --build "$BUILD_DIR" &&
+            cmake --install "$BUILD_DIR" --prefix "$BUILD_DIR/stage"
+    } >"$log" 2>&1 || fail "the build failed: $(tail -n 30 "$log")"
+}
