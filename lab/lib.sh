@@ -9,7 +9,7 @@ set -Eeuo pipefail
 trap 'printf "FAILED: line %s: %s\n" "$LINENO" "$BASH_COMMAND" >&2' ERR
 : "${LAB_OUT:?read inside the lab only: lab/run}"
 
-# shellcheck source-path=SCRIPTDIR source=disks.sh
+# shellcheck source-path=SCRIPTDIR source-path=SCRIPTDIR/.. source=disks.sh
 . "$(dirname "${BASH_SOURCE[0]}")/disks.sh"
 
 readonly main_window='Norvo Clone-Restore 1.0.5'
@@ -119,4 +119,17 @@ close_program() {
 
 program_ended() {
     ! kill -0 "$program" 2>/dev/null || [[ $(ps -o stat= -p "$program") == Z* ]]
+}
+
+# clone_through_windows SERIAL NAME: a clone run from the main window and back, with screenshots.
+clone_through_windows() {
+    click "$main_window" 75 175
+    click Clone 250 20
+    press ctrl+a
+    type_text "$1"
+    press Tab
+    type_text "$1"
+    screenshot "$2-dialog"
+    click Clone 375 150
+    message_box Finish "$2-finished" 600
 }
