@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace {
 constexpr char version[] = "1.0.5";
@@ -56,12 +57,11 @@ int main(int argc, char* argv[])
     QApplication::setApplicationDisplayName(QString());
     CheckCommandLine(about);
 
-    // The only window without a parent: the event loop ends when it is closed. It is deleted after that, not at once,
-    // since a function of its dialogs may still wait for a command.
-    auto* const window = new NorvoCloneRestore(nullptr, nullptr, {});
-    QObject::connect(&app, &QApplication::aboutToQuit, window, &QObject::deleteLater);
+    // The only window without a parent: the event loop ends when it is closed. It is deleted after exec() has returned,
+    // since until then a function of its dialogs may still wait for a command.
+    const auto window = std::make_unique<NorvoCloneRestore>(nullptr, nullptr, Qt::WindowFlags());
     window->Init(cloneVersion, version);
-    CenterWindow(window);
+    CenterWindow(window.get());
     window->show();
     return QApplication::exec();
 }
