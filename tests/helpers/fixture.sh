@@ -23,10 +23,12 @@ scratch=$(mktemp -d)
 loops=()
 failures=0
 checks=0
+finished=
 
 clean_up() {
     local status=$? loop
     set +e
+    [[ -n $finished ]] || printf 'broken off after %s checks\n' "$checks"
     for loop in "${loops[@]}"; do
         findmnt -rno TARGET -S "$loop" | tac | xargs -r umount
         findmnt -rno TARGET | grep "^$scratch/" | tac | xargs -r umount
@@ -90,6 +92,7 @@ hash_of() {
 }
 
 finish() {
+    finished=yes
     printf '%s checks, %s failed\n' "$checks" "$failures"
     exit $((failures > 0))
 }

@@ -39,11 +39,13 @@ table_of() {
     sfdisk --dump "$1" | sed -e '/^device:/d' -e '/^last-lba:/d' -e 's|^/dev/loop[0-9]*p||' -e 's/  */ /g'
 }
 
-# save KIND: a disk with that table and with boot code; leaves KIND.sf, KIND.mbr and KIND.table.
+# save KIND: a disk with that table, with boot code and with bytes in the boot sector that sfdisk would not write: the
+# cylinder numbers of a DOS partition, the signature of a GPT disk. Leaves KIND.sf, KIND.mbr and KIND.table.
 save() {
     new_disk "$1" 200M
     head -c 440 /dev/urandom | dd of="$device" conv=notrunc status=none
     sfdisk -q --no-reread --no-tell-kernel "$device" <<<"${scripts[$1]}"
+    printf '\1\2\3' | dd of="$device" bs=1 seek="$([[ $1 == dos ]] && printf 447 || printf 440)" status=none
     dd if="$device" of="$scratch/$1.mbr" bs=512 count=1 status=none
     printf 'old\n' >"$scratch/$1.sf"
     expect "save $1" 0 '' norvoClonePT "$disk" "$scratch/$1.sf"
@@ -83,6 +85,17 @@ new_disk larger 300M
 mkfs.ext4 -q "$device" # no table at all, but signatures
 restored "GPT onto a larger disk with a file system" gpt "$scratch/gpt.sf" 440
 restored "DOS from the lines alone" dos "$scratch/lines.sf" 512
+
+# The signature of a btrfs that took the whole disk lies inside the first partition, which nobody asked to change.
+new_disk whole 200M
+mkfs.btrfs -q "$device" >/dev/null
+first_partition() {
+    dd if="$image" iflag=skip_bytes,count_bytes skip=32256 count=20M bs=1M status=none
+}
+first_partition >"$scratch/first"
+expect "DOS onto a disk with a btrfs" 0 '' norvoRestorePT "$disk" "$scratch/dos.sf"
+check "DOS onto a disk with a btrfs: first partition" cmp "$scratch/first" <(first_partition)
+partx -d "$device"
 
 # What must be refused: what is wrong, status, part of the message, command that makes the file $bad.
 good=$scratch/dos.sf bad=$scratch/bad.sf
