@@ -26,6 +26,9 @@ readonly lab_packages=(
     xvfb openbox fonts-dejavu-core
     xdotool x11-utils imagemagick
 )
+# An emulated PC, and what makes the initial RAM disk for it.
+# shellcheck disable=SC2034
+readonly boot_packages=(qemu-system-x86 cpio)
 
 say() {
     printf '%s\n' "$*"
@@ -44,18 +47,22 @@ missing_packages() {
     done
 }
 
+# need_root ADVICE: sets $as_root to what commands of root begin with, or gives the advice and stops.
+need_root() {
+    as_root=()
+    [[ $EUID -ne 0 ]] || return 0
+    # With a terminal sudo may ask for the password.
+    { command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [[ -t 0 && -t 2 ]]; }; } || fail "$1"
+    as_root=(sudo)
+}
+
 # need_packages PACKAGE...: installs what is missing, or tells what to install and stops.
 need_packages() {
-    local missing as_root=() log
+    local missing as_root log
     command -v dpkg-query apt-get >/dev/null || fail "this is not a Debian system; it would need: $*"
     mapfile -t missing < <(missing_packages "$@")
     [[ ${#missing[@]} -gt 0 ]] || return 0
-    if [[ $EUID -ne 0 ]]; then
-        # With a terminal sudo may ask for the password.
-        { command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [[ -t 0 && -t 2 ]]; }; } ||
-            fail "packages are missing; as root: apt-get install ${missing[*]}"
-        as_root=(sudo)
-    fi
+    need_root "packages are missing; as root: apt-get install ${missing[*]}"
     say "Installing ${missing[*]}"
     log=$(mktemp)
     as_root+=(env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 -qq)
@@ -65,6 +72,29 @@ need_packages() {
     fi
     rm -f "$log"
 }
+
+# need_kernel: leaves one of Debian's kernels as $BUILD_DIR/vmlinuz. It is taken out of its package: installed, it would
+# change how this machine starts.
+need_kernel() {
+    local as_root
+    [[ ! -s $BUILD_DIR/vmlinuz ]] || return 0
+    say "Getting a kernel for the emulated PC"
+    mkdir -p "$BUILD_DIR/kernel"
+    fetch_kernel && return 0
+    # The list of packages may be older than the archive.
+    need_root "the kernel cannot be downloaded; as root: apt-get update"
+    "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 -qq update
+    fetch_kernel || fail "no kernel can be downloaded: $(tail -n 5 "$BUILD_DIR/kernel/log")"
+}
+
+# fetch_kernel: the one for virtual machines is the smallest.
+fetch_kernel() (
+    cd "$BUILD_DIR/kernel" && rm -f ./*.deb &&
+        package=$(apt-cache depends linux-image-cloud-amd64 | sed -n 's/^ *Depends: //p') &&
+        apt-get -qq download "$package" &&
+        dpkg-deb --fsys-tarfile "$package"_*.deb | tar -xO --wildcards './boot/vmlinuz-*' >vmlinuz &&
+        mv vmlinuz .. && rm -f ./*.deb
+) >"$BUILD_DIR/kernel/log" 2>&1
 
 # build: everything, tests included, and an installed copy in the stage folder that the lab takes the program from.
 build() {
