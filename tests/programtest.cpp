@@ -73,6 +73,8 @@ private Q_SLOTS:
                 QVERIFY(window->close());
             });
             window->findChild<QPushButton*>("btnRevManager")->click();
+            for (const QWidget* shown : QApplication::topLevelWidgets())
+                QVERIFY(shown->isHidden());
         };
         QCOMPARE(Run({}), 0);
         QCOMPARE(commands.waiting, 0);

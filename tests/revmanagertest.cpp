@@ -40,11 +40,15 @@ private:
         Child(dialog.get(), button)->click();
     }
 
-    /** Adds a df that prints its answer byte by byte, after a text on the channel that is not to be read. */
+    /**
+     * Adds a df that prints its answer byte by byte, after a text on the channel that is not to be read. An answer with
+     * a NUL comes in one piece, since what is left of it depends on the pieces.
+     */
     void AddDf(const QByteArray& answer)
     {
         WriteFile(commands.dir.filePath("answer"), answer);
-        commands.Add("df", "echo Filesystem >&2; /bin/dd bs=1 status=none if=\"${0%/*}/answer\"");
+        const QByteArray pieces = answer.contains('\0') ? "4k" : "1";
+        commands.Add("df", "echo Filesystem >&2; /bin/dd status=none if=\"${0%/*}/answer\" bs=" + pieces);
     }
 
     /** As "colour|used|free|percent". */
@@ -73,7 +77,7 @@ private Q_SLOTS:
         Row("name alone at the end", header + "/dev/hdb\n", none, "");
         Row("two lines", header + rev + "/dev/hdb udf 9G 9,9T 0 100% /b\n", "Used space: 9,9T|Free space: 0|100", "");
         Row("no number", header + "/dev/hdb udf 9G 1G 8G - /mnt/rev", "Used space: 1G|Free space: 8G|0", "");
-        Row("NUL", header + rev + '\0' + other, shown, "");
+        Row("NUL", header + rev + QByteArray("\0 x\n", 4) + "/dev/hdb udf 9G 7G 2G 70% /b\n", shown, "");
     }
 
     void showsWhatDfSays()
