@@ -33,12 +33,12 @@ list_files() {
     find . -print0 | LC_ALL=C sort -z | xargs -0 -r getfattr -h -d -m - -e hex --
 }
 
-# pick_files MEGABYTES FOLDER...: paths, with a NUL after each, of files from 20 kB to 4 MB in the folders, in the order
+# pick_files MEGABYTES FOLDER...: paths, with a NUL after each, of files from 20 kB to 16 MB in the folders, in the order
 # of their names, until they have this size together.
 pick_files() {
     local megabytes=$1
     shift
-    find "$@" -xdev -type f -size +20k -size -4096k -readable -printf '%s %p\0' | LC_ALL=C sort -z -k 2 |
+    find "$@" -xdev -type f -size +20k -size -16384k -readable -printf '%s %p\0' | LC_ALL=C sort -z -k 2 |
         awk -v RS='\0' -v ORS='\0' -v most="$((megabytes * 1000000))" \
             '{ size += $1; if (size > most) next; sub(/^[0-9]+ /, ""); print }'
 }
