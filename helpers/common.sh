@@ -218,7 +218,7 @@ use_of() {
 # refuse_use DEVICE read|write: fails when the device, one of its partitions or a device built on them is in use:
 # for reading only what is being changed meanwhile counts, for writing everything does.
 refuse_use() {
-    local device=$1 way=$2 number holder use mounted swapped
+    local device=$1 way=$2 number holder use mounted swapped tries
     mounted=$(mounts) swapped=$(swaps)
     for number in $(device_family "$(device_number "$device")"); do
         use=$(use_of "$number" "$way")
@@ -230,9 +230,14 @@ refuse_use() {
         [[ -z $use ]] || fail refused "$device (device $number) is in use: ${use%%$'\n'*}; release it and start again"
     done
     [[ $way == write ]] || return 0
-    # Mounts that this process cannot see still hold the device exclusively; wipefs asks for that before it looks.
-    use=$(wipefs --no-act --all --quiet -- "$device" 2>&1 || true)
-    [[ $use != *'resource busy'* ]] || fail refused "$device is in use by another program; release it and start again"
+    # Mounts that this process cannot see still hold the device exclusively; wipefs asks for that before it looks. A
+    # desktop that looks at new disks holds them for a moment.
+    for ((tries = 20; tries > 0; tries--)); do
+        use=$(wipefs --no-act --all --quiet -- "$device" 2>&1 || true)
+        [[ $use == *'resource busy'* ]] || return 0
+        sleep 0.1
+    done
+    fail refused "$device is in use by another program; release it and start again"
 }
 
 # --- Files of an image set ---------------------------------------------------------------------------------------

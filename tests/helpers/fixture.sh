@@ -19,6 +19,9 @@ for tool in sfdisk partx losetup lbzip2 partclone.extfs mkfs.ext4 mkfs.xfs mkfs.
     command -v "$tool" >/dev/null || skip "needs the command $tool"
 done
 
+# Mounts in a namespace of their own: a container started meanwhile would otherwise copy them and keep the disks busy.
+[[ -n ${OWN_MOUNTS:-} ]] || OWN_MOUNTS=yes exec unshare --mount --propagation private "$0"
+
 scratch=$(mktemp -d)
 loops=()
 failures=0
