@@ -25,20 +25,21 @@ with_mount() {
     umount /mnt/disk
 }
 
-# list_files: a line for each thing in the working directory, with all that a restored file must have in common with the first,
-# then its extended attributes. Times of folders and files alike; a folder's size is the file system's own business.
+# list_files: a line for each thing in the working directory, with all that a restored file must have in common with
+# the first, then the files' hashes and all extended attributes. A folder's size is the file system's own business.
 list_files() {
     find . ! -type d -printf '%y %m %U:%G %n %T@ %s %p %l\n' -o -printf '%y %m %U:%G %n %T@ %p\n' | LC_ALL=C sort
     find . -type f -print0 | LC_ALL=C sort -z | xargs -0 -r sha256sum
     find . -print0 | LC_ALL=C sort -z | xargs -0 -r getfattr -h -d -m - -e hex --
 }
 
-# pick_files MEGABYTES FOLDER...: paths, with a NUL after each, of files from 20 kB to 16 MB in the folders, in the order
-# of their names, until they have this size together.
+# pick_files MEGABYTES FOLDER...: paths, with a NUL after each, of files from 20 kB to 16 MB in the folders, in the
+# order of their names, until they have this size together. What only the host's root may read is left out.
 pick_files() {
     local megabytes=$1
     shift
-    find "$@" -xdev -type f -size +20k -size -16384k -readable -printf '%s %p\0' | LC_ALL=C sort -z -k 2 |
+    { find "$@" -xdev -type f -size +20k -size -16384k -readable -printf '%s %p\0' 2>/dev/null || true; } |
+        LC_ALL=C sort -z -k 2 |
         awk -v RS='\0' -v ORS='\0' -v most="$((megabytes * 1000000))" \
             '{ size += $1; if (size > most) next; sub(/^[0-9]+ /, ""); print }'
 }

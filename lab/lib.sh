@@ -2,8 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 # SPDX-License-Identifier: GPL-2.0-or-later
 
-# Read by the scenarios, inside the lab: the operator's hands and eyes, and in disks.sh the disks. Titles are whole window titles. Each wait has
-# a bound, and a window titled "Error" that nobody waits for fails the scenario.
+# Read by the scenarios, inside the lab: the operator's hands and eyes, and in disks.sh the disks. Titles are whole
+# window titles. Each wait has a bound, and a window titled "Error" that nobody waits for fails the scenario.
 
 set -Eeuo pipefail
 trap 'printf "FAILED: line %s: %s\n" "$LINENO" "$BASH_COMMAND" >&2' ERR
