@@ -133,3 +133,30 @@ clone_through_windows() {
     click Clone 375 150
     message_box Finish "$2-finished" 600
 }
+
+# start_restore NAME: from the Restore dialog, as it is set, to the output window of the run.
+start_restore() {
+    screenshot "$1-dialog"
+    click Restore 365 340
+    wait_window 'Restore output'
+}
+
+# finish_restore NAME: from the output window of the run back to the main window.
+finish_restore() {
+    message_box Finish "$1-finished" 900
+    wait_window 'Restore output'
+    screenshot "$1-output"
+    click 'Restore output' 365 230
+    wait_window_gone 'Restore output'
+    check 'the Restore dialog is closed too' window_missing Restore
+}
+
+# check_stays_open TITLE: neither the close button in its frame nor the key for it nor its own button closes it.
+check_stays_open() {
+    click "$1" 365 230
+    click "$1" 402 -10
+    press alt+F4
+    sleep 1
+    window_missing "$1" && fail "the window \"$1\" has been closed"
+    say "ok: the window \"$1\" can't be closed now"
+}

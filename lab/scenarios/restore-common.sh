@@ -63,37 +63,3 @@ restore_set() {
         mkswap -c "/dev/$part" >/dev/null
     done
 }
-
-# --- The windows -----------------------------------------------------------------------------------------------
-
-# clone_in_windows SERIAL: with the main window of clone-version mode on the screen.
-clone_in_windows() {
-    click "$main_window" 75 175
-    click Clone 200 20
-    type_text "$1"
-    click Clone 200 50
-    type_text "$1"
-    click Clone 375 150
-    message_box Finish clone-finished 600
-}
-
-# open_restore: its list then shows the newest image set of the first serial number.
-open_restore() {
-    click "$main_window" 75 295
-    wait_window Restore
-}
-
-# start_restore: what follows is to be seen in the output window.
-start_restore() {
-    click Restore 365 340
-    wait_window 'Restore output'
-}
-
-finish_restore() {
-    message_box Finish restore-finished 600
-    wait_window 'Restore output'
-    screenshot restore-output
-    click 'Restore output' 365 230
-    wait_window_gone 'Restore output'
-    wait_window "$main_window"
-}
