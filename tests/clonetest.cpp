@@ -5,7 +5,6 @@
 #include "stand.h"
 
 #include <QDate>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <memory>
 #include <sys/resource.h>
@@ -19,12 +18,12 @@ long long MemoryInUse()
     return ReadFile("/proc/self/statm").split(' ').at(1).toLongLong() * getpagesize();
 }
 
-long long ProcessorTimeInMs()
+/** How often this process has gone to sleep. */
+long Sleeps()
 {
     rusage usage;
     getrusage(RUSAGE_SELF, &usage);
-    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000
-        + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000;
+    return usage.ru_nvcsw;
 }
 } // namespace
 
@@ -154,17 +153,11 @@ private Q_SLOTS:
         commands.Add("dd", "read -rt 1; kill -9 $$");
         Open("C", "C");
         boxes.expected.append({finished});
-        QElapsedTimer wall;
-        wall.start();
-        const long long memory = MemoryInUse(), before = ProcessorTimeInMs();
+        const long long memory = MemoryInUse(), sleeps = Sleeps();
         Start();
-        const long long waited = ProcessorTimeInMs() - before;
         QCOMPARE(commands.Calls().size(), 2);
         QVERIFY(MemoryInUse() - memory < 16 << 20);
-        // Against a wait that leaves the processor to nobody, for as long.
-        for (const qint64 end = 2 * wall.elapsed(); wall.elapsed() < end;)
-            QCoreApplication::processEvents();
-        QVERIFY(2 * waited < ProcessorTimeInMs() - before - waited);
+        QVERIFY(Sleeps() - sleeps > 20); // the test's own timer wakes it a hundred times in that second
     }
 
     void keepsTheInput()
