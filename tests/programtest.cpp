@@ -40,6 +40,11 @@ private:
     }
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        RequireSandbox();
+    }
+
     void readsTheCommandLine_data()
     {
         QTest::addColumn<QByteArrayList>("arguments");

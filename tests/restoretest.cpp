@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QScrollBar>
 #include <QTextBlock>
 #include <QTextEdit>
 #include <QTreeWidget>
@@ -271,6 +272,19 @@ private Q_SLOTS:
             "B:norvoRestorePT hdc A_2007_hdc.sf ", "", "", "", "", ""};
         QCOMPARE(Transcript(), transcript);
         QVERIFY(output->close() && dialog->isHidden() && mainWindow.isEnabled());
+    }
+
+    void followsTheTranscriptFromItsEnd()
+    {
+        RestoreOutput window(&mainWindow, "Restore Output", Qt::Window);
+        window.show();
+        for (int i = 0; i < 100; ++i)
+            window.appendOutput("line");
+        QScrollBar* const bar = Child<QTextEdit>(&window, "txtOutput")->verticalScrollBar();
+        QVERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
+        bar->setValue(3);
+        window.appendError("line");
+        QCOMPARE(bar->value(), 3);
     }
 
     void decodesChunks_data()

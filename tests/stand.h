@@ -20,6 +20,11 @@ inline int umountErrno = 0;
 inline QStringList calls; ///< as "mount source target type flags data", "umount target"
 } // namespace Kernel
 
+inline void RequireSandbox()
+{
+    QVERIFY2(qEnvironmentVariableIsSet("NORVO_TEST_SANDBOX"), "to be run by tests/sandbox");
+}
+
 inline QByteArray ReadFile(const QString& path)
 {
     QFile file(path);
@@ -122,7 +127,10 @@ protected:
     }
 
 private Q_SLOTS:
-    void initTestCase();
+    void initTestCase()
+    {
+        RequireSandbox();
+    }
     void init();
     void cleanup();
 };
