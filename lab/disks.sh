@@ -19,9 +19,9 @@ with_mount() {
     shift
     mkdir -p /mnt/disk
     mount "$device" /mnt/disk
-    pushd /mnt/disk >/dev/null
+    pushd /mnt/disk >/dev/null || exit
     "$@"
-    popd >/dev/null
+    popd >/dev/null || exit
     umount /mnt/disk
 }
 
