@@ -6,7 +6,6 @@
 
 #include <QDate>
 #include <QLineEdit>
-#include <memory>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -27,31 +26,16 @@ long Sleeps()
 }
 } // namespace
 
-class CloneTest : public Stand
+class CloneTest : public DialogStand<Clone>
 {
     Q_OBJECT
 
 private:
-    QWidget mainWindow;
-    std::unique_ptr<Clone> dialog;
-    bool flag = true;
-
-    /** Shows a new dialog over the disabled main window, with the serial numbers typed. */
-    void Open(const QString& serial, const QString& again)
+    void OpenAndType(const QString& serial, const QString& again)
     {
-        flag = true;
-        mainWindow.setEnabled(false);
-        dialog = std::make_unique<Clone>(&mainWindow, "Clone", Qt::Window);
-        dialog->Init(&flag);
-        dialog->show();
+        Open();
         Child<QLineEdit>(dialog.get(), "edtSerial")->setText(serial);
         Child<QLineEdit>(dialog.get(), "edtSerialAgain")->setText(again);
-    }
-
-    /** Presses Clone with the serial numbers typed. */
-    void Start()
-    {
-        Child(dialog.get(), "btnClone")->click();
     }
 
     QString Text(const QString& lineEdit) const
@@ -62,9 +46,7 @@ private:
 private Q_SLOTS:
     void refusesWrongInput_data()
     {
-        QTest::addColumn<QStringList>("serials");
-        QTest::addColumn<bool>("mounted");
-        QTest::addColumn<QString>("error");
+        Columns<QStringList, bool, QString>("serials", "mounted", "error");
         const char* const unequal = "Machine serial numbers are not equal!";
         Row("not mounted, empty", QStringList{"", ""}, false, "Rev is not mounted!");
         Row("not mounted", QStringList{"A12", "A12"}, false, "Rev is not mounted!");
@@ -79,11 +61,11 @@ private Q_SLOTS:
         QFETCH(QStringList, serials);
         QFETCH(bool, mounted);
         QFETCH(QString, error);
-        Open(serials.first(), serials.last());
+        OpenAndType(serials.first(), serials.last());
         flag = mounted;
         commands.Add("mkdir");
         boxes.ExpectError(error);
-        Start();
+        Press("btnClone");
         QVERIFY(commands.Calls().isEmpty());
         QVERIFY(dialog->isVisible() && dialog->isEnabled() && !mainWindow.isEnabled());
         QCOMPARE(Text("edtSerial"), serials.first());
@@ -91,8 +73,7 @@ private Q_SLOTS:
 
     void listsPartitions_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("added");
+        Columns<QString, QString>("line", "added");
         Row("Linux", "/dev/hdc1 : start=       63, size=  2104452, Id=83, bootable", "hdc1");
         Row("swap", "/dev/hdc2 : start=  2104515, size=   996030, Id=82, bootable", "");
         Row("extended", "/dev/hdc3 : start=  2104515, size=   996030, Id= 5", "hdc3");
@@ -114,7 +95,7 @@ private Q_SLOTS:
 
     void savesAnImageSet()
     {
-        Open("A 12", "A 12");
+        OpenAndType("A 12", "A 12");
         const QString date = Text("edtDate"), set = "/mnt/rev/A 12/" + date, prefix = "A 12_" + date + '_';
         QVERIFY(QDir().mkpath(set));
         commands.Add("mkdir");
@@ -132,7 +113,7 @@ private Q_SLOTS:
         boxes.expected.append({finished, Qt::Key_Return, [this] {
                                    QVERIFY(dialog->isHidden() && dialog->isEnabled() && !mainWindow.isEnabled());
                                }});
-        Start();
+        Press("btnClone");
         const QStringList expected = {"mkdir|-p|/mnt/rev/A 12", "mkdir|-p|" + set,
             "dd|if=/dev/hdc|of=" + set + '/' + prefix + "hdc.mbr|count=1|bs=512",
             "norvoClonePT|hdc|" + set + '/' + prefix + "hdc.sf",
@@ -151,10 +132,10 @@ private Q_SLOTS:
         commands.Add("norvoClonePT",
             "printf -v text '%1048576s' x; for ((i = 0; i < 32; ++i)); do echo \"$text\"; echo \"$text\" >&2; done");
         commands.Add("dd", "read -rt 1; kill -9 $$");
-        Open("C", "C");
+        OpenAndType("C", "C");
         boxes.expected.append({finished});
         const long long memory = MemoryInUse(), sleeps = Sleeps();
-        Start();
+        Press("btnClone");
         QCOMPARE(commands.Calls().size(), 2);
         QVERIFY(MemoryInUse() - memory < 16 << 20);
         QVERIFY(Sleeps() - sleeps > 20); // the test's own timer wakes it a hundred times in that second
@@ -162,9 +143,9 @@ private Q_SLOTS:
 
     void keepsTheInput()
     {
-        Open("A12", "a12");
+        OpenAndType("A12", "a12");
         Child<QLineEdit>(dialog.get(), "edtDate")->setText("19990101");
-        Child(dialog.get(), "btnCancel")->click();
+        Press("btnCancel");
         QVERIFY(dialog->isHidden() && mainWindow.isEnabled());
         const QDate today = QDate::currentDate();
         dialog->Init(&flag);

@@ -7,7 +7,6 @@
 
 #include <QScreen>
 #include <cerrno>
-#include <memory>
 
 class MainWindowTest : public Stand
 {
@@ -37,8 +36,7 @@ private:
 private Q_SLOTS:
     void laysItselfOut_data()
     {
-        QTest::addColumn<bool>("cloneVersion");
-        QTest::addColumn<QString>("widgets");
+        Columns<bool, QString>("cloneVersion", "widgets");
         Row("clone version", true,
             "512,480|lblTitle 10,10|lblClone 140,140|lblRestore 140,260|lblRevManager 140,380|btnClone 20,120|"
             "btnRestore 20,240|btnRevManager 20,360|Clone|Restore|RevManager");
@@ -67,9 +65,7 @@ private Q_SLOTS:
 
     void opensDialogs_data()
     {
-        QTest::addColumn<QString>("dialog");
-        QTest::addColumn<bool>("mounted");
-        QTest::addColumn<int>("error");
+        Columns<QString, bool, int>("dialog", "mounted", "error");
         for (const char* dialog : {"Clone", "Restore", "RevManager"}) {
             for (const bool mounted : {true, false}) {
                 for (const int error : {0, EPERM})
@@ -148,9 +144,7 @@ private Q_SLOTS:
 
     void centres_data()
     {
-        QTest::addColumn<QRect>("reference");
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<QPoint>("position");
+        Columns<QRect, QSize, QPoint>("reference", "size", "position");
         Row("smaller", QRect(100, 50, 512, 480), QSize(422, 170), QPoint(145, 205));
         Row("odd", QRect(0, 0, 640, 481), QSize(701, 480), QPoint(-30, 0));
         Row("larger", QRect(10, 20, 400, 200), QSize(512, 361), QPoint(-46, -60));

@@ -39,8 +39,7 @@ class MountTableTest : public Stand
 private Q_SLOTS:
     void mountsAndUnmounts_data()
     {
-        QTest::addColumn<QByteArray>("before");
-        QTest::addColumn<QByteArray>("after");
+        Columns<QByteArray, QByteArray>("before", "after");
         const QByteArray x79(79, 'x'), x80(80, 'x'), x9999(9999, 'x');
         const QByteArrayList kept = {
             {},

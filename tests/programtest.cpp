@@ -47,8 +47,7 @@ private Q_SLOTS:
 
     void readsTheCommandLine_data()
     {
-        QTest::addColumn<QByteArrayList>("arguments");
-        QTest::addColumn<int>("height");
+        Columns<QByteArrayList, int>("arguments", "height");
         Row("none", QByteArrayList(), 360);
         Row("-C", QByteArrayList{"-C"}, 480);
         Row("-C first", QByteArrayList{"-C", "document"}, 480);

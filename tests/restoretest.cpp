@@ -13,7 +13,6 @@
 #include <QTextBlock>
 #include <QTextEdit>
 #include <QTreeWidget>
-#include <memory>
 
 namespace {
 const QByteArray partitionTable = "# partition table of /dev/hdc\nunit: sectors\n\n"
@@ -40,32 +39,19 @@ void Store(const QString& serial, const QString& date, const QByteArray& table =
 }
 } // namespace
 
-class RestoreTest : public Stand
+class RestoreTest : public DialogStand<Restore>
 {
     Q_OBJECT
 
 private:
-    QWidget mainWindow;
-    std::unique_ptr<Restore> dialog;
-    RestoreOutput* output = nullptr;
-    QTreeWidget* list = nullptr;
-    bool flag = true;
-
-    /** Shows a new dialog over the disabled main window. */
-    void Open()
+    RestoreOutput* Output()
     {
-        flag = true;
-        mainWindow.setEnabled(false);
-        dialog = std::make_unique<Restore>(&mainWindow, "Restore", Qt::Window);
-        output = Child<RestoreOutput>(dialog.get(), "Restore Output");
-        list = Child<QTreeWidget>(dialog.get(), "lstPartitions");
-        dialog->Init(&flag);
-        dialog->show();
+        return Child<RestoreOutput>(dialog.get(), "Restore Output");
     }
 
-    void Press(const QString& button)
+    QTreeWidget* List()
     {
-        Child(dialog.get(), button)->click();
+        return Child<QTreeWidget>(dialog.get(), "lstPartitions");
     }
 
     /** Does what the choice of an entry by the operator does. */
@@ -86,14 +72,14 @@ private:
             return texts.join('|');
         };
         return column(Child<QComboBox>(dialog.get(), "cmbSerial")->model()) + " / "
-            + column(Child<QComboBox>(dialog.get(), "cmbDate")->model()) + " / " + column(list->model());
+            + column(Child<QComboBox>(dialog.get(), "cmbDate")->model()) + " / " + column(List()->model());
     }
 
     /** The paragraphs of the transcript, with "B:" before bold ones and "R:" before red ones. */
     QStringList Transcript()
     {
         QStringList lines;
-        const QTextDocument* const document = Child<QTextEdit>(output, "txtOutput")->document();
+        const QTextDocument* const document = Child<QTextEdit>(Output(), "txtOutput")->document();
         for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
             QString line = block.text();
             if (!line.isEmpty() && block.begin().fragment().charFormat().fontWeight() == QFont::Bold)
@@ -124,8 +110,7 @@ private Q_SLOTS:
 
     void offersNothing_data()
     {
-        QTest::addColumn<QString>("directory");
-        QTest::addColumn<QString>("error");
+        Columns<QString, QString>("directory", "error");
         Row("only lost+found", "lost+found", "");
         Row("no date", "A/.x", "");
         Row("no partition table", "A/20070302", noTable);
@@ -141,15 +126,12 @@ private Q_SLOTS:
         QCOMPARE(Listed(), QString(" /  / "));
         boxes.ExpectError(noImages);
         Press("btnStartRestore");
-        QVERIFY(dialog->isVisible() && dialog->isEnabled() && output->isHidden());
+        QVERIFY(dialog->isVisible() && dialog->isEnabled() && Output()->isHidden());
     }
 
     void stopsAtAPickThatFails_data()
     {
-        QTest::addColumn<QString>("box");
-        QTest::addColumn<QString>("pick");
-        QTest::addColumn<QString>("error");
-        QTest::addColumn<QString>("listed");
+        Columns<QString, QString, QString, QString>("box", "pick", "error", "listed");
         Row("no date", "cmbSerial", "B", "", "A|B|C /  / " + names);
         Row("gone", "cmbSerial", "C", "Unable to read directory /mnt/rev/C!", "A|B|C /  / " + names);
         Row("no table", "cmbDate", "2006", noTable, "A|B|C / 2007|2006 / ");
@@ -180,8 +162,8 @@ private Q_SLOTS:
 
     void listsPartitions_data()
     {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<QString>("details"); // with "on" or "off" for a row that can be checked or not
+        // details: with "on" or "off" for a row that can be checked or not
+        Columns<QByteArray, QString>("line", "details");
         const QByteArray plain = "/dev/hdc1 : start= 1, size= 2, Id=83", x99999(99999, 'x');
         Row("bootable", QByteArray("/dev/hdc1 : start=       63, size=  1028097, Id=83, bootable"),
             "on|      63| 1028097|83|YES");
@@ -207,7 +189,7 @@ private Q_SLOTS:
         Store("A", "2007", line);
         Open();
         QString details;
-        if (const QTreeWidgetItem* const row = list->topLevelItem(0)) {
+        if (const QTreeWidgetItem* const row = List()->topLevelItem(0)) {
             QVERIFY(row->text(0) == "hdc1" && row->isExpanded() && row->child(0)->text(0) == "Details:");
             QCOMPARE(row->checkState(0) == Qt::Checked, !row->isDisabled());
             details = row->isDisabled() ? "off" : "on";
@@ -215,7 +197,7 @@ private Q_SLOTS:
                 details += '|' + row->child(0)->text(column);
         }
         QTEST(details, "details");
-        QVERIFY(list->topLevelItemCount() <= 1 && Listed().startsWith("A / 2007 / "));
+        QVERIFY(List()->topLevelItemCount() <= 1 && Listed().startsWith("A / 2007 / "));
     }
 
     void restoresInTheOrderShown()
@@ -227,18 +209,18 @@ private Q_SLOTS:
         commands.Add("norvoPartimageRestore", "if [[ $2 == hdc1 ]]; then printf 'a\\303'; hold; printf '\\251'; fi");
         commands.Add("mkswap");
         for (int section = 4; section >= 0; --section) // the first alone turns the order round
-            QTest::mouseClick(list->header()->viewport(), Qt::LeftButton, {},
-                {list->header()->sectionViewportPosition(section) + 5, 5});
+            QTest::mouseClick(List()->header()->viewport(), Qt::LeftButton, {},
+                {List()->header()->sectionViewportPosition(section) + 5, 5});
         QCOMPARE(Listed(), QString("A 1 / 2007 / hdc5|hdc4|hdc2|hdc10|hdc1"));
         commands.During("norvoRestorePT", [this] {
-            QVERIFY(dialog->isHidden() && !dialog->isEnabled() && output->isVisible() && output->isEnabled());
-            QVERIFY(!output->close() && output->isVisible());
+            QVERIFY(dialog->isHidden() && !dialog->isEnabled() && Output()->isVisible() && Output()->isEnabled());
+            QVERIFY(!Output()->close() && Output()->isVisible());
         });
         commands.During("|hdc1|", [this] {
             QTRY_COMPARE(Transcript().last(), QString("a"));
         });
         boxes.expected.append({finished, Qt::Key_Return, [this] {
-                                   QVERIFY(output->isVisible() && !Child(output, "btnClose")->isEnabled());
+                                   QVERIFY(Output()->isVisible() && !Child(Output(), "btnClose")->isEnabled());
                                }});
         Press("btnStartRestore");
         const QString partimage = "norvoPartimageRestore|/mnt/rev/A 1/2007|";
@@ -254,16 +236,16 @@ private Q_SLOTS:
             "B:mkswap -c /dev/hdc2 ", "", "", "", "B:mkswap -c /dev/hdc5 ", "", "", "", "B:norvoRestoreGrub ", "", "",
             ""};
         QCOMPARE(Transcript(), transcript);
-        Child(output, "btnClose")->click();
-        QVERIFY(output->isHidden() && dialog->isHidden() && dialog->isEnabled() && mainWindow.isEnabled());
-        QVERIFY(Transcript().join("").isEmpty() && !Child(output, "btnClose")->isEnabled());
+        Child(Output(), "btnClose")->click();
+        QVERIFY(Output()->isHidden() && dialog->isHidden() && dialog->isEnabled() && mainWindow.isEnabled());
+        QVERIFY(Transcript().join("").isEmpty() && !Child(Output(), "btnClose")->isEnabled());
     }
 
     void restoresWithNothingChosen()
     {
         Store("A", "2007", "/dev/hdc1 : start= 1, size= 2, Id=83\n/dev/hdc2 : start= 3, size= 4, Id=82\n");
         Open();
-        list->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
+        List()->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
         Child<QCheckBox>(dialog.get(), "chkSwap")->setChecked(false);
         Child<QCheckBox>(dialog.get(), "chkGrub")->setChecked(false);
         boxes.expected.append({finished});
@@ -271,7 +253,7 @@ private Q_SLOTS:
         const QStringList transcript = {"B:dd if=A_2007_hdc.mbr of=/dev/hdc ", "", "", "",
             "B:norvoRestorePT hdc A_2007_hdc.sf ", "", "", "", "", ""};
         QCOMPARE(Transcript(), transcript);
-        QVERIFY(output->close() && dialog->isHidden() && mainWindow.isEnabled());
+        QVERIFY(Output()->close() && dialog->isHidden() && mainWindow.isEnabled());
     }
 
     void followsTheTranscriptFromItsEnd()
@@ -289,8 +271,7 @@ private Q_SLOTS:
 
     void decodesChunks_data()
     {
-        QTest::addColumn<QByteArrayList>("chunks");
-        QTest::addColumn<QString>("texts");
+        Columns<QByteArrayList, QString>("chunks", "texts");
         Row("two bytes", QByteArrayList{"a\xc3", "\xa9\xc3\xa9"}, "a|\u00e9\u00e9|");
         Row("three bytes", QByteArrayList{"\xe2", "\x82", "\xac"}, "||\u20ac|");
         Row("four bytes", QByteArrayList{"\xf0\x9f\x98", "\x80"}, "|\U0001f600|");

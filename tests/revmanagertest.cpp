@@ -7,7 +7,6 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <cerrno>
-#include <memory>
 
 namespace {
 const QByteArray header = "Filesystem     Type  Size  Used Avail Use% Mounted on\n";
@@ -15,29 +14,16 @@ const QString known = "Used space: 1.2G|Free space: 32G|4";
 const QString none = "Used space: |Free space: |0";
 } // namespace
 
-class RevManagerTest : public Stand
+class RevManagerTest : public DialogStand<RevManager>
 {
     Q_OBJECT
 
 private:
-    QWidget mainWindow;
-    std::unique_ptr<RevManager> dialog;
-    bool flag = true;
-
-    /** Shows a new dialog, with the disk mounted and a usage known. */
-    void Open()
+    void OpenWithUsage()
     {
-        flag = true;
-        dialog = std::make_unique<RevManager>(&mainWindow, "RevManager", Qt::Window);
         AddDf(header + "/dev/hdb       udf    33G  1.2G   32G   4% /mnt/rev\n");
-        dialog->Init(&flag);
-        dialog->show();
+        Open();
         QCOMPARE(State(), "green|" + known);
-    }
-
-    void Press(const QString& button)
-    {
-        Child(dialog.get(), button)->click();
     }
 
     /**
@@ -63,9 +49,7 @@ private:
 private Q_SLOTS:
     void showsWhatDfSays_data()
     {
-        QTest::addColumn<QByteArray>("answer");
-        QTest::addColumn<QString>("usage");
-        QTest::addColumn<QString>("error");
+        Columns<QByteArray, QString, QString>("answer", "usage", "error");
         const QString failed = "Error running df command!", shown = "Used space: 1G|Free space: 8G|11";
         const QByteArray rev = "/dev/hdb udf 9G 1G 8G 11% /mnt/rev\n", other = "/dev/hdb1 udf 9G 3G 6G 33% /a\n";
         Row("header only", header, known, "");
@@ -85,7 +69,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, answer);
         QFETCH(QString, usage);
         QFETCH(QString, error);
-        Open();
+        OpenWithUsage();
         AddDf(answer);
         boxes.ExpectError(error);
         dialog->Init(&flag);
@@ -96,7 +80,7 @@ private Q_SLOTS:
 
     void mountsWhenOpened()
     {
-        Open();
+        OpenWithUsage();
         Kernel::mountErrno = ENOMEDIUM;
         flag = false;
         dialog->Init(&flag);
@@ -113,13 +97,10 @@ private Q_SLOTS:
 
     void formats_data()
     {
-        QTest::addColumn<bool>("mounted");
-        QTest::addColumn<int>("mountErrno");
-        QTest::addColumn<int>("umountErrno");
-        QTest::addColumn<int>("answer"); // 0: not asked
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<QString>("end"); // the last box
-        QTest::addColumn<QString>("state");
+        // answer: 0: not asked
+        // end: the last box
+        Columns<bool, int, int, int, QString, QString, QString>(
+            "mounted", "mountErrno", "umountErrno", "answer", "command", "end", "state");
         const QString done = "Information|Finish|Rev formatted successfully!|OK", error = "Critical|Error|%1|OK";
         const QString failed = error.arg("Unable to format Rev!"), noRev = error.arg("Rev Error!");
         const int enter = Qt::Key_Return, escape = Qt::Key_Escape;
@@ -142,7 +123,7 @@ private Q_SLOTS:
         QFETCH(int, answer);
         QFETCH(QString, command);
         QFETCH(QString, end);
-        Open();
+        OpenWithUsage();
         flag = mounted;
         if (!command.isEmpty())
             commands.Add("mkudffs", command.toUtf8());

@@ -12,6 +12,7 @@
 #include <QTest>
 #include <QTimer>
 #include <functional>
+#include <memory>
 
 /** The kernel's answers to mount(2) and umount(2), which the tests define in place of the C library. */
 namespace Kernel {
@@ -36,6 +37,12 @@ inline void WriteFile(const QString& path, const QByteArray& content)
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     QVERIFY2(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), qPrintable(path));
+}
+
+/** The columns of a test's table. */
+template <class... Types, class... Names> void Columns(Names... names)
+{
+    (QTest::addColumn<Types>(names), ...);
 }
 
 /** A row of a test's table. */
@@ -133,4 +140,28 @@ private Q_SLOTS:
     }
     void init();
     void cleanup();
+};
+
+/** For the tests of one dialog: shows it over a main window. */
+template <class Dialog> class DialogStand : public Stand
+{
+protected:
+    QWidget mainWindow;
+    std::unique_ptr<Dialog> dialog;
+    bool flag = true; ///< whether the REV disk is mounted
+
+    /** Shows a new dialog as the main window does: with that disabled, and the disk mounted. */
+    void Open()
+    {
+        flag = true;
+        mainWindow.setEnabled(false);
+        dialog = std::make_unique<Dialog>(&mainWindow, "Dialog", Qt::Window);
+        dialog->Init(&flag);
+        dialog->show();
+    }
+
+    void Press(const QString& button)
+    {
+        Child(dialog.get(), button)->click();
+    }
 };
