@@ -13,6 +13,15 @@ format_rev() {
     mkudffs "$@" "$rev" >/dev/null
 }
 
+# is_mounted: the REV disk, by the kernel's own list.
+is_mounted() {
+    grep -q '^/dev/hdb /mnt/rev udf rw' /proc/self/mounts
+}
+
+is_unmounted() {
+    ! grep -q '^/dev/hdb ' /proc/self/mounts
+}
+
 # with_mount DEVICE COMMAND...: runs COMMAND in the mounted file system; what it wrote is on the disk afterwards.
 with_mount() {
     local device=$1

@@ -24,7 +24,7 @@ readonly run_packages=(
 readonly lab_packages=(
     user-mode-linux kmod attr
     xvfb openbox fonts-dejavu-core
-    xdotool x11-utils imagemagick
+    xdotool x11-utils imagemagick dbus-daemon dbus-bin
 )
 # An emulated PC, and what makes the initial RAM disk for it.
 # shellcheck disable=SC2034
