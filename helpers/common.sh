@@ -110,6 +110,11 @@ stop_group() {
 }
 at_exit stop_group
 
+# last_words FILE: what a stage of a pipeline said last, leaving out partclone's pointer to its log, which is gone by then.
+last_words() {
+    tr '\r' '\n' <"$1" | grep -v -i -e 'please check' -e '^error exit' -e '^ *$' | tail -n 1 || true
+}
+
 # --- Devices ---------------------------------------------------------------------------------------------------
 # A node in /dev need not be named as the kernel names the device, so all facts are asked by device number.
 
