@@ -22,7 +22,7 @@ readonly run_packages=(
 # The virtual machine; its X server and window manager; what the scenarios work and look at the windows with.
 # shellcheck disable=SC2034
 readonly lab_packages=(
-    user-mode-linux kmod attr
+    user-mode-linux kmod attr procps
     xvfb openbox fonts-dejavu-core
     xdotool x11-utils imagemagick dbus-daemon dbus-bin
 )
