@@ -202,6 +202,8 @@ void Restore::ShowAndRun(const QStringList& command)
     RunCommand(*process, command);
     ShowOutput(&RestoreOutput::appendOutput, stdoutChunks.Rest());
     ShowOutput(&RestoreOutput::appendError, stderrChunks.Rest());
+    if (process->error() == QProcess::FailedToStart)
+        restoreOutput->appendError(command.first() + QStringLiteral(": can't be started; is this command installed?"));
     restoreOutput->appendCommand(QStringLiteral("\n"));
 }
 

@@ -233,8 +233,8 @@ private Q_SLOTS:
             "B:norvoRestorePT hdc A 1_2007_hdc.sf ", "", "R:a\tb <i>", "", "",
             "B:norvoPartimageRestore /mnt/rev/A 1/2007 hdc10 A 1_2007_hdc10.bz2.000 ", "", "", "",
             "B:norvoPartimageRestore /mnt/rev/A 1/2007 hdc1 A 1_2007_hdc1.bz2.000 ", "", "a", "\u00e9", "", "", "", "",
-            "B:mkswap -c /dev/hdc2 ", "", "", "", "B:mkswap -c /dev/hdc5 ", "", "", "", "B:norvoRestoreGrub ", "", "",
-            ""};
+            "B:mkswap -c /dev/hdc2 ", "", "", "", "B:mkswap -c /dev/hdc5 ", "", "", "", "B:norvoRestoreGrub ", "",
+            "R:norvoRestoreGrub: can't be started; is this command installed?", "", ""};
         QCOMPARE(Transcript(), transcript);
         Child(Output(), "btnClose")->click();
         QVERIFY(Output()->isHidden() && dialog->isHidden() && dialog->isEnabled() && mainWindow.isEnabled());
@@ -245,6 +245,8 @@ private Q_SLOTS:
     {
         Store("A", "2007", "/dev/hdc1 : start= 1, size= 2, Id=83\n/dev/hdc2 : start= 3, size= 4, Id=82\n");
         Open();
+        commands.Add("dd");
+        commands.Add("norvoRestorePT");
         List()->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
         Child<QCheckBox>(dialog.get(), "chkSwap")->setChecked(false);
         Child<QCheckBox>(dialog.get(), "chkGrub")->setChecked(false);
