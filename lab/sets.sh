@@ -5,8 +5,8 @@
 # Read by the restore scenarios: making and writing back an image set with the commands and arguments of the program,
 # without its windows.
 
-# shellcheck source-path=SCRIPTDIR source=../lib.sh
-. "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../lib.sh"
+# shellcheck source-path=SCRIPTDIR source-path=SCRIPTDIR/.. source=lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 readonly set_date=20260203
 
