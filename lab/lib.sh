@@ -12,7 +12,7 @@ trap 'printf "FAILED: line %s: %s\n" "$LINENO" "$BASH_COMMAND" >&2' ERR
 # shellcheck source-path=SCRIPTDIR source-path=SCRIPTDIR/.. source=disks.sh
 . "$(dirname "${BASH_SOURCE[0]}")/disks.sh"
 
-readonly main_window='Norvo Clone-Restore 1.0.5'
+readonly main_window='Norvo Clone-Restore 1.0.5' held=/run/held
 screenshots=0
 
 say() {
@@ -52,6 +52,36 @@ screenshot() {
     import -window root "$file"
 }
 
+# may_hold COMMAND...: makes hold work on these, in programs started afterwards.
+may_hold() {
+    local name
+    mkdir -p /run/bin
+    for name in "$@"; do
+        cat >"/run/bin/$name" <<END
+#!/bin/bash
+while [[ -e $held ]] && grep -q "\$(<$held)" <<<"\$0 \$*"; do sleep 0.2; done
+exec $(type -P "$name") "\$@"
+END
+        chmod a+x "/run/bin/$name"
+    done
+    PATH=/run/bin:$PATH
+}
+
+# hold PATTERN: commands whose line fits wait at their beginning, until release.
+hold() {
+    printf '%s\n' "$1" >"$held.new"
+    mv "$held.new" "$held"
+}
+
+release() {
+    rm "$held"
+}
+
+# wait_held: until there is a command that waits.
+wait_held() {
+    wait_until 300 "a command like $(<"$held")" pgrep -f "^/bin/bash /run/bin/.*$(<"$held")" >/dev/null
+}
+
 # start_program ARGUMENT...: its own words go to program.log.
 start_program() {
     command -v norvoclonerestore >/dev/null || fail "no norvoclonerestore in $LAB_STAGE/bin: build and install it there"
@@ -65,17 +95,17 @@ window_id() {
     xdotool search --onlyvisible --name "^${1//./\\.}\$" 2>/dev/null | head -n 1 | grep .
 }
 
-# wait_window TITLE [SECONDS]: leaves its id in $window, with the keyboard's attention on it.
+# wait_window TITLE [SECONDS]: leaves its id in $window, with the keyboard's attention on it, which it can't have while a
+# box is open over it.
 wait_window() {
     local title=$1 end=$((SECONDS + ${2:-30}))
-    until window=$(window_id "$title"); do
+    until window=$(window_id "$title") && timeout 10 xdotool windowactivate --sync "$window" 2>/dev/null; do
         if [[ $title != Error ]] && window_id Error >/dev/null; then
             fail "an Error box, waiting for the window \"$title\""
         fi
-        ((SECONDS < end)) || fail "no window \"$title\" after ${2:-30} seconds"
+        ((SECONDS < end)) || fail "no window \"$title\" to work in after ${2:-30} seconds"
         sleep 0.3
     done
-    xdotool windowactivate --sync "$window" 2>/dev/null || true
 }
 
 wait_window_gone() {
