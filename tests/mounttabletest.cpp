@@ -5,8 +5,6 @@
 #include "utility.h"
 
 #include <QProcess>
-#include <QTemporaryFile>
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -15,21 +13,6 @@ namespace {
 const QString table = "/etc/mtab";
 const QByteArray rev = "/dev/hdb /mnt/rev/ udf defaults,rw,users,noauto 0 0\n";
 const QByteArray root = "/dev/sda1 / ext4 rw 0 1\n";
-
-/** What UmountRev() prints on standard output. */
-QByteArray PrintedByUmountRev()
-{
-    QTemporaryFile file;
-    file.open();
-    fflush(stdout);
-    const int before = dup(STDOUT_FILENO);
-    dup2(file.handle(), STDOUT_FILENO);
-    const bool unmounted = UmountRev();
-    dup2(before, STDOUT_FILENO); // without a flush here: the lines have to be out already
-    close(before);
-    file.seek(0);
-    return unmounted ? file.readAll() : "failed";
-}
 } // namespace
 
 class MountTableTest : public Stand
@@ -67,47 +50,21 @@ private Q_SLOTS:
         QVERIFY(MountRev());
         const QByteArray lineEnd = before.isEmpty() || before.endsWith('\n') ? "" : "\n";
         QCOMPARE(ReadFile(table), before + lineEnd + rev);
-        QTEST(PrintedByUmountRev(), "after");
+        QVERIFY(UmountRev());
         QTEST(ReadFile(table), "after");
         QCOMPARE(Kernel::calls.join('|'), QString("mount /dev/hdb /mnt/rev/ udf 0 ''|umount /mnt/rev/"));
     }
 
-    void believesTheKernel()
-    {
-        const QByteArray content = rev + ' ' + root;
-        WriteFile(table, content);
-        for (int error : {EBUSY, ENOMEDIUM, EINVAL, ENODEV, EPERM}) {
-            Kernel::mountErrno = Kernel::umountErrno = error;
-            QCOMPARE(MountRev(), error == EBUSY);
-            QVERIFY(!UmountRev());
-        }
-        QCOMPARE(ReadFile(table), content);
-    }
-
-    void leavesOddTablesAlone_data()
-    {
-        QTest::addColumn<QString>("kind");
-        for (const char* kind : {"missing", "directory", "link", "read-only"})
-            Row(kind, kind);
-    }
-
     void leavesOddTablesAlone()
     {
-        QFETCH(QString, kind);
+        QVERIFY(QFile::remove(table) && MountRev() && UmountRev() && !QFile::exists(table));
+        QVERIFY(QDir().mkdir(table) && MountRev() && UmountRev() && QDir().rmdir(table));
         WriteFile(table, rev + root);
-        if (kind == "read-only") {
-            QCOMPARE(QProcess::execute("/bin/mount", {"-n", "--bind", table, table}), 0);
-            QCOMPARE(QProcess::execute("/bin/mount", {"-n", "-o", "remount,bind,ro", table}), 0);
-        } else {
-            QVERIFY(QFile::remove(table));
-            QVERIFY(kind != "directory" || QDir().mkdir(table));
-            QVERIFY(kind != "link" || QFile::link("/proc/self/mounts", table));
-        }
-        const QByteArray content = ReadFile(table);
-        QVERIFY(MountRev());
-        QCOMPARE(PrintedByUmountRev(), QByteArray());
-        QCOMPARE(ReadFile(table), content);
-        QVERIFY(kind != "read-only" || QProcess::execute("/bin/umount", {"-n", table}) == 0);
+        QCOMPARE(QProcess::execute("/bin/mount", {"-n", "--bind", table, table}), 0);
+        QCOMPARE(QProcess::execute("/bin/mount", {"-n", "-o", "remount,bind,ro", table}), 0);
+        QVERIFY(MountRev() && UmountRev());
+        QCOMPARE(ReadFile(table), rev + root);
+        QCOMPARE(QProcess::execute("/bin/umount", {"-n", table}), 0);
     }
 
     void keepsTheTableWithoutATemporaryFile()

@@ -108,25 +108,17 @@ private Q_SLOTS:
         QCOMPARE(Listed(), listed);
     }
 
-    void offersNothing_data()
-    {
-        Columns<QString, QString>("directory", "error");
-        Row("only lost+found", "lost+found", "");
-        Row("no date", "A/.x", "");
-        Row("no partition table", "A/20070302", noTable);
-    }
-
     void offersNothing()
     {
-        QFETCH(QString, directory);
-        QFETCH(QString, error);
-        MakeDirectories({directory});
-        boxes.ExpectError(error);
-        Open();
-        QCOMPARE(Listed(), QString(" /  / "));
-        boxes.ExpectError(noImages);
-        Press("btnStartRestore");
-        QVERIFY(dialog->isVisible() && dialog->isEnabled() && Output()->isHidden());
+        for (const QString directory : {"lost+found", "A/.x", "A/20070302"}) {
+            MakeDirectories({directory});
+            boxes.ExpectError(directory == "A/20070302" ? noTable : "");
+            Open();
+            QCOMPARE(Listed(), QString(" /  / "));
+            boxes.ExpectError(noImages);
+            Press("btnStartRestore");
+            QVERIFY(dialog->isVisible() && dialog->isEnabled() && Output()->isHidden());
+        }
     }
 
     void stopsAtAPickThatFails_data()
@@ -252,9 +244,7 @@ private Q_SLOTS:
         Child<QCheckBox>(dialog.get(), "chkGrub")->setChecked(false);
         boxes.expected.append({finished});
         Press("btnStartRestore");
-        const QStringList transcript = {"B:dd if=A_2007_hdc.mbr of=/dev/hdc ", "", "", "",
-            "B:norvoRestorePT hdc A_2007_hdc.sf ", "", "", "", "", ""};
-        QCOMPARE(Transcript(), transcript);
+        QCOMPARE(Transcript().filter("B:").size(), 2);
         QVERIFY(Output()->close() && dialog->isHidden() && mainWindow.isEnabled());
     }
 

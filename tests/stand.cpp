@@ -29,18 +29,11 @@ extern "C" int umount(const char* target) noexcept
 }
 
 Commands::Commands()
-    : searchPath(qgetenv("PATH"))
 {
     qputenv("PATH", QFile::encodeName(dir.path()));
     const QByteArray path = QFile::encodeName(dir.filePath("gate"));
     mkfifo(path.constData(), 0600);
     gate = open(path.constData(), O_RDWR | O_CLOEXEC);
-}
-
-Commands::~Commands()
-{
-    close(gate);
-    qputenv("PATH", searchPath);
 }
 
 void Commands::Add(const QString& name, const QByteArray& body)

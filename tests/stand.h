@@ -21,11 +21,6 @@ inline int umountErrno = 0;
 inline QStringList calls; ///< as "mount source target type flags data", "umount target"
 } // namespace Kernel
 
-inline void RequireSandbox()
-{
-    QVERIFY2(qEnvironmentVariableIsSet("NORVO_TEST_SANDBOX"), "to be run by tests/sandbox");
-}
-
 inline QByteArray ReadFile(const QString& path)
 {
     QFile file(path);
@@ -56,7 +51,6 @@ class Commands
 {
 public:
     Commands();
-    ~Commands();
 
     /**
      * Adds a command that records each call and then runs `body` in bash, builtins only. There, `hold` waits until an
@@ -79,10 +73,14 @@ public:
     int waiting = 0;   ///< actions of During() that have not been done
 
 private:
-    QByteArray searchPath;
-    int gate = -1;
+    int gate;
     QObject context;
 };
+
+// Boxes, as Boxes expects them.
+inline const QString formatQuestion
+    = "Warning|Format|Do you want to format Rev?\n\nAll data will be lost!|Format|Cancel";
+inline const QString formatted = "Information|Finish|Rev formatted successfully!|OK";
 
 /** Answers modal message boxes. A box that comes unexpected or with another content fails the test. */
 class Boxes
@@ -136,7 +134,7 @@ protected:
 private Q_SLOTS:
     void initTestCase()
     {
-        RequireSandbox();
+        QVERIFY2(qEnvironmentVariableIsSet("NORVO_TEST_SANDBOX"), "to be run by tests/sandbox");
     }
     void init();
     void cleanup();
