@@ -78,6 +78,22 @@ private Q_SLOTS:
         QVERIFY(Kernel::calls.isEmpty());
     }
 
+    void mountsWhenOpened()
+    {
+        OpenWithUsage();
+        Kernel::mountErrno = ENOMEDIUM;
+        flag = false;
+        dialog->Init(&flag);
+        QCOMPARE(State(), QString("red|Used space: 1.2G|Free space: 32G|0"));
+        Kernel::mountErrno = 0;
+        dialog->Init(&flag);
+        QCOMPARE(State(), "green|" + known);
+        Press("btnMount");
+        QCOMPARE(State(), "red|" + none);
+        Press("btnMount");
+        QCOMPARE(State(), "green|" + known);
+    }
+
     void formats_data()
     {
         // answer: 0: not asked
