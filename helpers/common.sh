@@ -49,7 +49,7 @@ need_arguments() {
 need_commands() {
     local command
     for command in "$@"; do
-        command -v "$command" >/dev/null ||
+        [[ -x $(type -P "$command") ]] ||
             fail tool "the command $command is not installed: install the package that has it"
     done
 }
