@@ -34,12 +34,71 @@ with_mount() {
     umount /mnt/disk
 }
 
+# release_disk: neither swap nor mount of with_mount's folder keeps it.
+release_disk() {
+    swapoff -a
+    umount /mnt/disk || true
+} 2>/dev/null
+
 # list_files: a line for each thing in the working directory, with all that a restored file must have in common with
 # the first, then the files' hashes and all extended attributes. A folder's size is the file system's own business.
 list_files() {
     find . ! -type d -printf '%y %m %U:%G %n %T@ %s %p %l\n' -o -printf '%y %m %U:%G %n %T@ %p\n' | LC_ALL=C sort
     find . -type f -print0 | LC_ALL=C sort -z | xargs -0 -r sha256sum
     find . -print0 | LC_ALL=C sort -z | xargs -0 -r getfattr -h -d -m - -e hex --
+}
+
+# make_disk: the hard disk anew, as sfdisk is told on standard input. Behind "#", the line of a partition has what comes
+# onto it: a kind of file system with files, "swap", or "random" bytes.
+make_disk() {
+    local lines line number kind
+    mapfile -t lines
+    wipe_disk
+    printf '%s\n' "${lines[@]%% #*}" | sfdisk -q "$disk"
+    head -c 440 /dev/urandom | dd of="$disk" conv=notrunc,fsync status=none
+    # A cylinder number as no tool of today writes it.
+    printf '\001\001\000' | dd of="$disk" bs=1 seek=447 conv=notrunc,fsync status=none
+    for line in "${lines[@]}"; do
+        number=${line%%:*} kind=${line#*# }
+        [[ $kind == "$line" ]] || make_content "$disk$number" "$kind"
+    done
+}
+
+make_content() { # DEVICE KIND
+    case $2 in
+    random) head -c 1M /dev/urandom | dd of="$1" bs=512 seek=100 conv=notrunc,fsync status=none ;;
+    swap) mkswap "$1" ;;
+    ntfs) mkfs.ntfs -q -f "$1" 2>/dev/null ;;
+    vfat) mkfs.vfat "$1" ;;
+    *) "mkfs.$2" -q "$1" ;;
+    esac >/dev/null
+    [[ $2 != random && $2 != swap ]] || return 0
+    with_mount "$1" plain_files
+    [[ $2 == vfat || $2 == ntfs ]] || with_mount "$1" make_oddities
+}
+
+# take_stock NAME NUMBER...: lists in $LAB_OUT/NAME of what a restored disk must have in common with the first: boot
+# sector, partition table, signatures (of both kinds of table, stale ones included), and what is on these partitions.
+take_stock() {
+    local out=$LAB_OUT/$1 number
+    shift
+    mkdir -p "$out"
+    head -c 512 "$disk" | sha256sum >"$out/boot-sector"
+    sfdisk --dump "$disk" >"$out/partition-table"
+    wipefs "$disk" >"$out/signatures"
+    for number in "$@"; do
+        if [[ -n $(type_of "$number") ]]; then
+            blkid -p "$disk$number" >"$out/hdc$number"
+            with_mount "$disk$number" list_files >>"$out/hdc$number"
+        else
+            sha256sum <"$disk$number" >"$out/hdc$number"
+        fi
+    done
+}
+
+# type_of NUMBER: of what is on that partition.
+type_of() {
+    blkid -p -o value -s TYPE "$disk$1"
 }
 
 # pick_files MEGABYTES FOLDER...: paths, with a NUL after each, of files from 20 kB to 16 MB in the folders, in the
@@ -56,6 +115,13 @@ pick_files() {
 # copy_files: copies the paths on standard input, with a NUL after each, with their folders to the working directory.
 copy_files() {
     tar -C / --null --verbatim-files-from -T - -P --transform 's,^/*,,' -cf - | tar -xpf -
+}
+
+plain_files() {
+    mkdir -p 'Program Files/empty'
+    printf 'text\r\n' >'Program Files/Größe.txt'
+    touch -d '2001-02-03 04:05:06 UTC' 'Program Files/Größe.txt'
+    head -c 1M /dev/urandom >data.bin
 }
 
 # make_oddities: one of each thing that an image must not lose.

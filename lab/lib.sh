@@ -33,6 +33,16 @@ check() {
     say "ok: $text"
 }
 
+# check_refusal NAME PATTERN COMMAND...: it fails, with one line on standard error, which fits.
+check_refusal() {
+    local name=$1 pattern=$2 status=0 message
+    shift 2
+    message=$("$@" 2>&1 >/dev/null) || status=$?
+    say "$name: $message"
+    [[ $status -ne 0 ]] || fail "$name: the command reports success"
+    [[ $message != *$'\n'* && $message =~ $pattern ]] || fail "$name: this is not the message expected"
+}
+
 # wait_until SECONDS TEXT COMMAND...
 wait_until() {
     local end=$((SECONDS + $1)) text=$2

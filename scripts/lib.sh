@@ -26,9 +26,9 @@ readonly lab_packages=(
     xvfb openbox fonts-dejavu-core
     xdotool x11-utils imagemagick dbus-daemon dbus-bin
 )
-# An emulated PC, and what makes the initial RAM disk for it.
+# Emulated PCs, with BIOS and with UEFI, and what makes the initial RAM disk for it.
 # shellcheck disable=SC2034
-readonly boot_packages=(qemu-system-x86 cpio)
+readonly boot_packages=(qemu-system-x86 ovmf grub-efi-amd64-bin cpio)
 
 say() {
     printf '%s\n' "$*"
