@@ -34,6 +34,12 @@ with_mount() {
     umount /mnt/disk
 }
 
+# remove_rev: the REV drive is one that the virtual machine lacks.
+remove_rev() {
+    rm "$rev"
+    mknod "$rev" b 98 32
+}
+
 # release_disk: neither swap nor mount of with_mount's folder keeps it.
 release_disk() {
     swapoff -a

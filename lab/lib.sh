@@ -92,10 +92,11 @@ wait_held() {
     wait_until 300 "a command like $(<"$held")" pgrep -f "^/bin/bash /run/bin/.*$(<"$held")" >/dev/null
 }
 
-# start_program ARGUMENT...: its own words go to program.log.
+# start_program ARGUMENT...: its own words go to program.log. Memory that it has freed is filled with a pattern, so that
+# what still uses it fails.
 start_program() {
     command -v norvoclonerestore >/dev/null || fail "no norvoclonerestore in $LAB_STAGE/bin: build and install it there"
-    norvoclonerestore "$@" >>"$LAB_OUT/program.log" 2>&1 &
+    MALLOC_PERTURB_=165 norvoclonerestore "$@" >>"$LAB_OUT/program.log" 2>&1 &
     program=$!
     wait_window "$main_window" 60
 }
