@@ -7,10 +7,19 @@
 # shellcheck disable=SC2034 # for the scenarios
 readonly rev=/dev/hdb disk=/dev/hdc rev_mount=/mnt/rev
 
-# format_rev [OPTION...]: UDF, as the Rev manager makes it, or with these options of mkudffs.
-# shellcheck disable=SC2120 # few scenarios need options
+# format_rev [BLOCKS]: UDF, as the Rev manager makes it, or on a disk of so many blocks of 512 bytes.
 format_rev() {
-    mkudffs "$@" "$rev" >/dev/null
+    mkudffs "$rev" "$@" >/dev/null
+}
+
+mount_rev() {
+    mount -t udf "$rev" "$rev_mount"
+}
+
+# empty_drive: leaves no disk in the REV drive: one that the virtual machine lacks.
+empty_drive() {
+    rm "$rev"
+    mknod "$rev" b 98 32
 }
 
 # is_mounted: the REV disk, by the kernel's own list.
@@ -24,27 +33,17 @@ is_unmounted() {
 
 # with_mount DEVICE COMMAND...: runs COMMAND in the mounted file system; what it wrote is on the disk afterwards.
 with_mount() {
-    local device=$1
+    local device=$1 status
     shift
     mkdir -p /mnt/disk
     mount "$device" /mnt/disk
     pushd /mnt/disk >/dev/null || exit
     "$@"
+    status=$? # a failure comes as far as this in a check only
     popd >/dev/null || exit
     umount /mnt/disk
+    return "$status"
 }
-
-# remove_rev: the REV drive is one that the virtual machine lacks.
-remove_rev() {
-    rm "$rev"
-    mknod "$rev" b 98 32
-}
-
-# release_disk: neither swap nor mount of with_mount's folder keeps it.
-release_disk() {
-    swapoff -a
-    umount /mnt/disk || true
-} 2>/dev/null
 
 # list_files: a line for each thing in the working directory, with all that a restored file must have in common with
 # the first, then the files' hashes and all extended attributes. A folder's size is the file system's own business.

@@ -3,17 +3,19 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 
 # Read by the scenarios, inside the lab: the operator's hands and eyes, and in disks.sh the disks. Titles are whole
-# window titles. Each wait has a bound, and a window titled "Error" that nobody waits for fails the scenario.
+# window titles. Each wait has a bound, and a window titled "Error" that nobody waits for fails the scenario. What the
+# program does comes some time after the click: it is waited for, not looked for at once nor after a fixed time.
 
 set -Eeuo pipefail
 trap 'printf "FAILED: line %s: %s\n" "$LINENO" "$BASH_COMMAND" >&2' ERR
 : "${LAB_OUT:?read inside the lab only: lab/run}"
 
-# shellcheck source-path=SCRIPTDIR source-path=SCRIPTDIR/.. source=disks.sh
-. "$(dirname "${BASH_SOURCE[0]}")/disks.sh"
+. "$LAB_DIR/disks.sh"
 
 readonly main_window='Norvo Clone-Restore 1.0.5' held=/run/held
 screenshots=0
+date -s 12:00 >/dev/null # image sets are named after the day: none may end meanwhile
+SECONDS=0
 
 say() {
     printf '%s\n' "$*"
@@ -31,16 +33,6 @@ check() {
     shift
     "$@" || fail "$text"
     say "ok: $text"
-}
-
-# check_refusal NAME PATTERN COMMAND...: it fails, with one line on standard error, which fits.
-check_refusal() {
-    local name=$1 pattern=$2 status=0 message
-    shift 2
-    message=$("$@" 2>&1 >/dev/null) || status=$?
-    say "$name: $message"
-    [[ $status -ne 0 ]] || fail "$name: the command reports success"
-    [[ $message != *$'\n'* && $message =~ $pattern ]] || fail "$name: this is not the message expected"
 }
 
 # wait_until SECONDS TEXT COMMAND...
@@ -109,18 +101,18 @@ window_id() {
 # wait_window TITLE [SECONDS]: leaves its id in $window, with the keyboard's attention on it, which it can't have while a
 # box is open over it.
 wait_window() {
-    local title=$1 end=$((SECONDS + ${2:-30}))
+    local title=$1 end=$((SECONDS + ${2:-60}))
     until window=$(window_id "$title") && timeout 10 xdotool windowactivate --sync "$window" 2>/dev/null; do
         if [[ $title != Error ]] && window_id Error >/dev/null; then
             fail "an Error box, waiting for the window \"$title\""
         fi
-        ((SECONDS < end)) || fail "no window \"$title\" to work in after ${2:-30} seconds"
+        ((SECONDS < end)) || fail "no window \"$title\" to work in after ${2:-60} seconds"
         sleep 0.3
     done
 }
 
 wait_window_gone() {
-    wait_until "${2:-30}" "the window \"$1\" closes" window_missing "$1"
+    wait_until 60 "the window \"$1\" closes" window_missing "$1"
 }
 
 window_missing() {
@@ -144,7 +136,7 @@ press() {
 
 # message_box CAPTION NAME [SECONDS]: waits for it, keeps a screenshot of it, and presses its only button.
 message_box() {
-    wait_window "$1" "${3:-30}"
+    wait_window "$1" "${3:-60}"
     screenshot "$2"
     press Return
     wait_window_gone "$1"
@@ -154,12 +146,38 @@ message_box() {
 close_program() {
     wait_window "$main_window"
     press alt+F4
-    wait_until 30 "the program ends" program_ended
+    wait_program
+}
+
+# wait_program: until it has ended, with success.
+wait_program() {
+    wait_until 120 "the program ends" program_ended
     wait "$program"
 }
 
+program_runs() {
+    [[ $(ps -o stat= -p "$program") == [^Z]* ]]
+}
+
 program_ended() {
-    ! kill -0 "$program" 2>/dev/null || [[ $(ps -o stat= -p "$program") == Z* ]]
+    ! program_runs
+}
+
+# led_colour X Y: of the LED around this place of the window that wait_window found last; nothing before it is drawn.
+led_colour() {
+    local red green
+    read -r red green _ < <(import -window "$window" -crop "1x1+$1+$2" -depth 8 rgb:- | od -An -tu1)
+    ((red < green + 40)) || echo red
+    ((green < red + 40)) || echo green
+}
+
+# wait_led X Y COLOUR
+wait_led() {
+    wait_until 60 "the LED turns $3" led_is "$@"
+}
+
+led_is() {
+    [[ $(led_colour "$1" "$2") == "$3" ]]
 }
 
 # clone_through_windows SERIAL NAME: a clone run from the main window and back, with screenshots.

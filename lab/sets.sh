@@ -2,24 +2,25 @@
 # SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 # SPDX-License-Identifier: GPL-2.0-or-later
 
-# Read by the restore scenarios: making and writing back an image set with the commands and arguments of the program,
-# without its windows.
+# Read by scenarios: looking at image sets, making and writing them back with the commands and arguments of the program
+# but without its windows, and having these commands fail.
 
-# shellcheck source-path=SCRIPTDIR source-path=SCRIPTDIR/.. source=lib.sh
-. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+. "$LAB_DIR/lib.sh"
 
-readonly set_date=20260203
+set_date=$(date +%Y%m%d)
+readonly set_date
 
-mount_rev() {
-    format_rev
-    mount -t udf "$rev" "$rev_mount"
-}
-
-# select_set SERIAL: sets $folder and $prefix, and the working directory, where there is such a folder.
+# select_set SERIAL: the one of today; sets $folder and $prefix, and the working directory.
 select_set() {
     folder=$rev_mount/$1/$set_date prefix=$1_${set_date}_
     mkdir -p "$folder"
     cd "$folder"
+}
+
+# set_holds NAME...: whether the image set holds these, none of them empty, besides the images' records and nothing else.
+set_holds() {
+    diff <(printf '%s\n' "${@/#/$prefix}" | sort) \
+        <(find . -type f ! -name '*.sum' \( -empty -printf '%P is empty\n' -o -printf '%P\n' \) | sort)
 }
 
 # partitions_of_set TYPES: the names of the partitions in use in the set's partition table whose type fits, in order.
@@ -62,4 +63,36 @@ restore_set() {
     for part in $parts; do
         mkswap -c "/dev/$part" >/dev/null
     done
+}
+
+# try_faults: for each line "NAME|FAULT|COMMAND|PATTERN" on standard input, FAULT befalls what the scenario's function
+# make_ready has made, and COMMAND fails: with one line on standard error, which fits, and so that the scenario's function
+# is_unharmed succeeds. FAULT and COMMAND have blanks between their arguments.
+try_faults() {
+    local name fault command pattern
+    mkdir -p /mnt/disk
+    while IFS='|' read -r name fault command pattern; do
+        read -ra fault <<<"$fault"
+        read -ra command <<<"$command"
+        make_ready
+        "${fault[@]}"
+        check_refusal "$name" "$pattern" "${command[@]}" </dev/null
+        is_unharmed || fail "$name: something has changed"
+        release_disks
+    done
+}
+
+check_refusal() { # NAME PATTERN COMMAND...
+    local status=0 message=$LAB_OUT/message
+    "${@:3}" >/dev/null 2>"$message" || status=$?
+    say "$1: $(<"$message")"
+    [[ $status -ne 0 ]] || fail "$1: the command reports success"
+    [[ $(wc -l <"$message") -eq 1 && $(<"$message") =~ $2 ]] || fail "$1: this is not the message expected"
+}
+
+# release_disks: from what a fault can put them to.
+release_disks() {
+    swapoff -a
+    ! mountpoint -q /mnt/disk || umount /mnt/disk
+    losetup -D
 }

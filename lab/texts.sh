@@ -2,8 +2,10 @@
 # SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 # SPDX-License-Identifier: GPL-2.0-or-later
 
-# Read by scenarios after lib.sh: the very texts in the program's windows, over the bus through which screen readers get
-# them, and the LEDs, which are no text. Widgets are objects on the bus, which keep their names as long as the program runs.
+# Read by scenarios: the very texts in the program's windows, over the bus through which screen readers get them. Widgets
+# are objects on the bus, which keep their names as long as the program runs.
+
+. "$LAB_DIR/lib.sh"
 
 # start_bus: before the program is started.
 start_bus() {
@@ -27,7 +29,13 @@ property() {
     [[ $answer =~ ^\ *variant\ *(double\ )?(.*)$ ]] && printf '%s\n' "${BASH_REMATCH[2]}"
 }
 
-# find_program: which of the names on the bus answers for the windows of the program started last.
+# start_with_texts ARGUMENT...: the program, once its windows answer on the bus.
+start_with_texts() {
+    start_program "$@"
+    wait_until 60 'the program tells its texts' find_program
+}
+
+# find_program: sets which of the names on the bus answers for the windows of the program started last.
 find_program() {
     for program_on_bus in $(ask org.freedesktop.DBus / org.freedesktop.DBus.ListNames | grep -o ':1\.[0-9]*'); do
         [[ $(property /org/a11y/atspi/accessible/root Accessible.Name) != norvoclonerestore ]] || return 0
@@ -62,18 +70,14 @@ find_widget() {
     return 1
 }
 
-# box_says CAPTION TEXT: waits for the message box, whose text has to be exactly this.
-box_says() {
+# answer_box CAPTION NAME TEXT KEY...: waits for the message box, whose text has to be exactly this, keeps a screenshot of
+# it, and presses these keys, which have to close it.
+answer_box() {
     local label
     wait_window "$1"
     label=$(find_widget "$(window_object "$1")" label '') || fail "no text in the box $1"
-    check "the box says: ${2//$'\n'/ }" test "$(property "$label" Accessible.Name)" = "$2"
-}
-
-# led_colour X Y: of the LED around this place of the window that wait_window found last.
-led_colour() {
-    local red green
-    # shellcheck disable=SC2154 # $window is set in lib.sh
-    read -r red green _ < <(import -window "$window" -crop "1x1+$1+$2" -depth 8 rgb:- | od -An -tu1)
-    ((red > green)) && echo red || echo green
+    check "the box says: ${3//$'\n'/ }" test "$(property "$label" Accessible.Name)" = "$3"
+    screenshot "$2"
+    press "${@:4}"
+    wait_window_gone "$1"
 }
