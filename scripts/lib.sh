@@ -26,7 +26,7 @@ readonly lab_packages=(
     xvfb openbox fonts-dejavu-core
     xdotool x11-utils imagemagick dbus-daemon dbus-bin
 )
-# Emulated PCs, with BIOS and with UEFI, and what makes the initial RAM disk for it.
+# An emulated PC, UEFI firmware for it beside its BIOS, and what makes the initial RAM disk that it starts.
 # shellcheck disable=SC2034
 readonly boot_packages=(qemu-system-x86 ovmf grub-efi-amd64-bin cpio)
 
