@@ -144,6 +144,17 @@ make_oddities() {
     setfattr -n trusted.note -v 'kept too' odd
 }
 
+# use_as_disk NAME: the hard disk's nodes lead to this device of the kernel's and its partitions.
+use_as_disk() {
+    local entry number
+    rm -f "$disk"*
+    for entry in "/sys/class/block/$1" "/sys/class/block/$1/$1"*; do
+        number=''
+        [[ ! -e $entry/partition ]] || number=$(<"$entry/partition")
+        [[ ! -e $entry/dev ]] || mknod "$disk$number" b $(tr : ' ' <"$entry/dev")
+    done
+}
+
 # wipe_disk: nothing of what was on the hard disk is left, also beyond its partition table.
 wipe_disk() {
     blkdiscard -f "$disk" 2>/dev/null # it tells that it was forced

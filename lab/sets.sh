@@ -25,7 +25,7 @@ set_holds() {
 
 # partitions_of_set TYPES: the names of the partitions in use in the set's partition table whose type fits, in order.
 partitions_of_set() {
-    sed -nE "/size= +0,/d; s#^/dev/([^ ]+) : .*, Id=($1)(,.*)?\$#\1#p" "${prefix}hdc.sf"
+    sed -nE "/size= +0,/d; s#^/dev/([^ ]+) : .*, Id=($1)(,.*)?\$#\1#p" <"${prefix}hdc.sf"
 }
 
 # clone_set SERIAL: swap is not imaged, nor are empty slots.
@@ -92,7 +92,11 @@ check_refusal() { # NAME PATTERN COMMAND...
 
 # release_disks: from what a fault can put them to.
 release_disks() {
+    local jobs
+    mapfile -t jobs < <(jobs -pr)
+    [[ ${#jobs[@]} -eq 0 ]] || { kill "${jobs[@]}" && wait; } || true
     swapoff -a
     ! mountpoint -q /mnt/disk || umount /mnt/disk
     losetup -D
+    [[ ! -c /dev/mapper/control ]] || dmsetup remove_all
 }

@@ -13,16 +13,18 @@ BUILD_DIR=$(realpath -m "${BUILD_DIR:-$top/build}")
 readonly build_packages=(
     g++ cmake ninja-build extra-cmake-modules gettext
     qtbase5-dev libkf5coreaddons-dev libkf5i18n-dev libkf5widgetsaddons-dev
+    pkg-config libfdisk-dev libblkid-dev libmount-dev libssl-dev
 )
-# What the program and its helper commands run.
+# What the program and the commands on disks run.
 # shellcheck disable=SC2034
 readonly run_packages=(
-    fdisk udftools partclone lbzip2 e2fsprogs xfsprogs btrfs-progs dosfstools ntfs-3g grub-pc-bin grub2-common
+    fdisk udftools partclone lbzip2 grub-pc-bin grub2-common
+    e2fsprogs xfsprogs btrfs-progs f2fs-tools dosfstools exfatprogs ntfs-3g
 )
 # The virtual machine; its X server and window manager; what the scenarios work and look at the windows with.
 # shellcheck disable=SC2034
 readonly lab_packages=(
-    user-mode-linux kmod attr procps
+    user-mode-linux kmod attr procps dmsetup
     xvfb openbox fonts-dejavu-core
     xdotool x11-utils imagemagick dbus-daemon dbus-bin
 )
@@ -96,13 +98,14 @@ fetch_kernel() (
         mv vmlinuz .. && rm -f ./*.deb
 ) >"$BUILD_DIR/kernel/log" 2>&1
 
-# build: everything, tests included, and an installed copy in the stage folder that the lab takes the program from.
+# build [OPTION...]: everything, tests included, with these options of cmake, and an installed copy in the stage folder
+# that the lab takes the program from.
 build() {
     local log=$BUILD_DIR/build.log
     mkdir -p "$BUILD_DIR"
     say "Building in $BUILD_DIR"
     {
-        cmake -S "$top" -B "$BUILD_DIR" -G Ninja &&
+        cmake -S "$top" -B "$BUILD_DIR" -G Ninja "$@" &&
             cmake --build "$BUILD_DIR" &&
             cmake --install "$BUILD_DIR" --prefix "$BUILD_DIR/stage"
     } >"$log" 2>&1 || fail "the build failed: $(tail -n 30 "$log")"

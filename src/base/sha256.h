@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+/** A SHA-256 in the making, by libcrypto with the processor's own instructions. */
+class Sha256
+{
+public:
+    Sha256();
+    ~Sha256();
+
+    void Add(const void* data, size_t size);
+
+    /** The hash of all that was added, as 64 hexadecimal digits. To be called once. */
+    std::string Hex();
+
+private:
+    struct Free
+    {
+        void operator()(void* context) const;
+    };
+    std::unique_ptr<void, Free> context;
+};
+
+std::string Sha256Of(const std::string& text);

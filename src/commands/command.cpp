@@ -1,0 +1,86 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "command.h"
+
+#include "failure.h"
+#include "process.h"
+#include "progress.h"
+
+#include <algorithm>
+#include <cctype>
+#include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+/** A descriptor that is open, from the text behind --progress-fd. */
+int ParseDescriptor(const std::string& text)
+{
+    const bool digits = !text.empty() && text.size() < 6 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+        return std::isdigit(c) != 0;
+    });
+    if (!digits || fcntl(std::stoi(text), F_GETFL) < 0)
+        throw Failure(ExitStatus::Usage, "--progress-fd takes the number of an open descriptor, not \"" + text + "\"");
+    return std::stoi(text);
+}
+
+std::vector<std::string> ParseArguments(int argc, char** argv, const std::string& usage, size_t count)
+{
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    if (arguments.size() == count + 2 && arguments.front() == "--progress-fd") {
+        Progress::Use(ParseDescriptor(arguments[1]));
+        arguments.erase(arguments.begin(), arguments.begin() + 2);
+    }
+    if (arguments.size() != count)
+        throw Failure(ExitStatus::Usage, usage);
+    if (std::any_of(arguments.begin(), arguments.end(), [](const std::string& text) {
+            return text.empty();
+        }))
+        throw Failure(ExitStatus::Usage, "an argument is empty; " + usage);
+    return arguments;
+}
+
+/** Run by a desktop program, the search path may lack the system directories; texts of tools are compared. */
+void PrepareEnvironment()
+{
+    const char* path = getenv("PATH");
+    setenv("PATH",
+        ((path == nullptr ? std::string() : path + std::string(":")) + "/usr/sbin:/sbin:/usr/bin:/bin").c_str(), 1);
+    setenv("LC_ALL", "C", 1);
+    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    dup2(nothing, STDIN_FILENO);
+    // Descriptors that nobody has opened must not become those of a disk.
+    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            dup2(nothing, descriptor);
+    }
+    umask(022);
+}
+} // namespace
+
+int RunCommandMain(
+    int argc, char** argv, const std::string& synopsis, const std::function<void(const std::vector<std::string>&)>& run)
+{
+    const std::string path = argc > 0 ? argv[0] : "norvo";
+    const std::string name = path.substr(path.rfind('/') + 1);
+    SetCommandName(name);
+    try {
+        PrepareEnvironment();
+        StopRequest::Watch();
+        const size_t count = synopsis.empty() ? 0 : std::count(synopsis.begin(), synopsis.end(), ' ') + 1;
+        run(ParseArguments(argc, argv, "usage: " + name + (synopsis.empty() ? "" : " " + synopsis), count));
+        return 0;
+    } catch (const Failure& failure) {
+        Warn(failure.what());
+        return static_cast<int>(failure.status);
+    } catch (const Interrupted& interrupted) {
+        return 128 + interrupted.signal;
+    } catch (const std::exception& error) {
+        Warn(std::string("an unexpected error: ") + error.what());
+        return static_cast<int>(ExitStatus::Failed);
+    }
+}

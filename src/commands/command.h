@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+/**
+ * The frame of a command: its arguments, the request to end, and its exit status. Standard input is never read: the
+ * program's is a pipe that is never written to. Options come before the first argument only, since an argument may
+ * begin with a hyphen too: --progress-fd N.
+ *
+ * @param synopsis the arguments in words, as "DISK FILE"; one word each
+ * @param run the work; a Failure that it throws becomes one line on standard error and the exit status
+ */
+int RunCommandMain(int argc, char** argv, const std::string& synopsis,
+    const std::function<void(const std::vector<std::string>&)>& run);

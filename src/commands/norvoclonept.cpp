@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+// norvoClonePT DISK FILE: saves the partition table of /dev/DISK, and what else of the disk stands outside its
+// partitions, in FILE. An older FILE stays until the new one is on the medium.
+
+#include "command.h"
+#include "failure.h"
+#include "lock.h"
+#include "savedtable.h"
+#include "storefile.h"
+#include "use.h"
+
+#include <filesystem>
+
+int main(int argc, char** argv)
+{
+    return RunCommandMain(argc, argv, "DISK FILE", [](const std::vector<std::string>& arguments) {
+        const std::string& path = arguments[1];
+        const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+        NeedRevDisk(folder);
+        if (!folder.empty() && !std::filesystem::is_directory(folder))
+            throw Failure(ExitStatus::Missing, folder.string() + ": no such directory");
+        const Device disk = Device::Find(arguments[0]);
+        const DiskLock lock(disk);
+        TableFile table = DescribeDisk(disk);
+        for (const std::string& warning : table.warnings)
+            Warn(disk.path + ": " + warning);
+        StoreFile file(path + ".new");
+        const std::string text = table.Text();
+        file.Write(text.data(), text.size());
+        file.Prove();
+        file.PutInPlace(path);
+    });
+}

@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+// norvoPartimageClone DIR PART BASE: saves the partition /dev/PART as the image DIR/BASE.000, compressed with bzip2,
+// with its record DIR/BASE.sum. One volume is written: UDF has room for files of any size. The image of an earlier run
+// stays until the new one is proved.
+
+#include "command.h"
+#include "failure.h"
+#include "imagewriter.h"
+#include "lock.h"
+#include "process.h"
+#include "savedtable.h"
+#include "use.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <numeric>
+
+#include <unistd.h>
+
+namespace {
+/** The record of what is to be saved, as far as it is known before: kind and place of the partition. */
+ImageRecord BeginRecord(const Device& partition, const Device& disk, const ImageFiles& files)
+{
+    ImageRecord record;
+    const auto kernel = FindKernelPartition(partition.number);
+    record.partition = partition.name;
+    record.partitionBytes = partition.bytes;
+    record.start = kernel ? kernel->start * 512 / disk.sectorBytes : 0;
+    record.size = kernel ? kernel->size * 512 / disk.sectorBytes : disk.bytes / disk.sectorBytes;
+    record.saved = TimeStamp();
+    record.state = "clean";
+    const std::string path = files.Table(disk.name);
+    if (!std::filesystem::exists(path))
+        return record;
+    const TableFile table = TableFile::Read(path);
+    const TableLine* line = table.Find(kernel ? kernel->number : 0);
+    if (line == nullptr || (kernel ? !IsSamePlace(*line, *kernel, disk) : line->size != record.size)) {
+        throw Failure(ExitStatus::Refused,
+            partition.path + " is not where " + path + " has it: the table of this run could not be saved");
+    }
+    record.start = line->start;
+    record.size = line->size;
+    record.table = table.seal;
+    return record;
+}
+
+bool IsExtended(const Contents& contents)
+{
+    return contents.entryType == "0x5" || contents.entryType == "0xf" || contents.entryType == "0x85";
+}
+
+void WriteContents(const Device& partition, const Contents& contents, StoreFile& file, ImageRecord& record)
+{
+    record.content = contents.type;
+    if (IsExtended(contents)) {
+        record.content = "extended";
+        WriteExtendedNote(file);
+    } else {
+        WriteImage(partition, PlanSaving(partition, contents.type), file, record);
+    }
+}
+
+/** Image and record to the medium, and in place of older ones. */
+void SaveImage(const Device& partition, const Contents& contents, const ImageFiles& files, ImageRecord& record)
+{
+    StoreFile image(files.NewImage());
+    WriteContents(partition, contents, image, record);
+    record.sha256 = image.Prove();
+    record.bytes = image.Size();
+    StoreFile recordFile(files.NewRecord());
+    const std::string text = record.Text();
+    recordFile.Write(text.data(), text.size());
+    recordFile.Prove();
+    image.PutInPlace(files.Volume(0));
+    recordFile.PutInPlace(files.Record());
+    for (unsigned number = 1; number < 1000; ++number)
+        unlink(files.Volume(number).c_str());
+}
+
+bool RemoveOldImage(const ImageFiles& files)
+{
+    bool removed = false;
+    for (unsigned number = 0; number < 1000; ++number)
+        removed = unlink(files.Volume(number).c_str()) == 0 || removed;
+    unlink(files.Record().c_str());
+    return removed;
+}
+
+void Report(const ImageRecord& record)
+{
+    if (record.content == "extended") {
+        Say(record.partition + ": extended partition, the image holds nothing");
+        return;
+    }
+    Say(record.partition + ": " + record.content + ", " + std::to_string(record.bytes) + " bytes of image"
+        + (record.state == "clean" ? "" : "; " + record.state));
+    if (!record.bad.empty()) {
+        const uint64_t bytes
+            = std::accumulate(record.bad.begin(), record.bad.end(), uint64_t{0}, [](uint64_t sum, const auto& range) {
+                  return sum + range.second;
+              });
+        Warn("/dev/" + record.partition + ": " + std::to_string(bytes)
+            + " bytes cannot be read, the disk has bad sectors; zeros are saved in their place");
+    }
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return RunCommandMain(argc, argv, "DIR PART BASE", [](const std::vector<std::string>& arguments) {
+        const std::string& folder = arguments[0];
+        const ImageFiles files(folder, arguments[1], arguments[2]);
+        NeedCommands({"lbzip2", "partclone.imager"});
+        NeedRevDisk(folder);
+        if (!std::filesystem::is_directory(folder))
+            throw Failure(ExitStatus::Missing, folder + ": no such directory");
+        const Device partition = Device::Find(arguments[1]);
+        const DiskLock lock(partition);
+        ImageRecord record = BeginRecord(partition, DiskOf(partition), files);
+        const Contents contents = ProbeContents(partition);
+        if (!IsExtended(contents))
+            RefuseUse(partition, Access::Read);
+        try {
+            SaveImage(partition, contents, files, record);
+        } catch (const NoRoom&) {
+            if (!RemoveOldImage(files))
+                throw;
+            Warn(folder + ": there is no room for the new image of " + partition.name
+                + " beside that of an earlier run; the earlier one is removed");
+            SaveImage(partition, contents, files, record);
+        }
+        Report(record);
+    });
+}

@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+// norvoRestoreGrub: makes sure that the disk just restored can start, with the image set's folder as working directory.
+//
+// A boot loader that came back whole is left alone; otherwise GRUB is installed again, for BIOS and, where there is an
+// EFI system partition, for UEFI: on a replacement disk, or from a set of other makers, the gap behind the boot sector
+// with GRUB's core may be missing. Swap areas, which were made anew, get the identities of the saved ones back.
+
+#include "command.h"
+#include "failure.h"
+#include "grubrepair.h"
+#include "lock.h"
+#include "mountspace.h"
+#include "process.h"
+#include "swapidentity.h"
+#include "use.h"
+
+#include <optional>
+
+namespace {
+constexpr char diskName[] = "hdc";
+
+void RestoreBootLoader(const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings)
+{
+    if (findings.system && BootNeeds::Of(disk, partitions).AreMet(findings))
+        Say(disk.name + ": the boot loader came back whole, nothing to repair");
+    else
+        Say(disk.name + ": GRUB installed " + RepairBootLoader(disk, partitions, findings));
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return RunCommandMain(argc, argv, "", [](const std::vector<std::string>& /*arguments*/) {
+        const Device disk = Device::Find(diskName);
+        NeedCommands({"chroot"});
+        const DiskLock lock(disk);
+        RefuseUse(disk, Access::Write);
+        const std::vector<SwapIdentity> swaps = ReadSwapIdentities(".", disk.name);
+        const std::vector<DiskPartition> partitions = FindPartitions(disk);
+        EnterMountSpace();
+        const Findings findings = LookAtDisk(disk, partitions);
+        std::optional<Failure> failed;
+        try {
+            RestoreBootLoader(disk, partitions, findings);
+        } catch (const Failure& failure) {
+            failed = failure;
+        }
+        // Also for a system that is going to be started by other means.
+        try {
+            RestoreSwapIdentities(partitions, swaps, findings.system ? findings.system->fstab : Fstab());
+        } catch (const Failure& failure) {
+            if (!failed)
+                throw;
+            Warn(failure.what());
+        }
+        if (failed)
+            throw *failed;
+    });
+}

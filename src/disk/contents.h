@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include "device.h"
+
+#include <functional>
+
+/** What libblkid finds on a device. */
+struct Contents
+{
+    std::string type;           ///< file system, swap or RAID member, as "ext4"; "unknown" where nothing or too much is found
+    std::string uuid;           ///< its identifiers
+    std::string label;          ///< its bytes as they are
+    std::string partitionTable; ///< "dos", "gpt" and so on, where the device has one
+    std::string entryType;      ///< of the partition that the device is: "0x83" or a GUID in small letters
+    std::string entryUuid;
+    std::string entryName;
+};
+
+Contents ProbeContents(const Device& device);
+
+/** How the used blocks of a partition are saved, and why all of them are where they are. */
+struct SavingPlan
+{
+    std::string variant = "imager"; ///< the partclone.VARIANT that reads it; imager saves all blocks
+    std::string state = "clean";    ///< what the record says
+};
+
+/**
+ * Only a file system that partclone knows, on one device, that was cleanly unmounted and has no errors flagged, is saved
+ * by its used blocks: a journal that was not played back can name blocks which no list of used blocks has yet. Judged
+ * by the file system's own means.
+ */
+SavingPlan PlanSaving(const Device& device, const std::string& type);
+
+/** Clears every signature on the device: nothing takes it for a file system any more. */
+void WipeSignatures(const Device& device);
+
+/** Clears the signatures that `keep` doesn't want kept; it gets their offset in bytes. */
+void ClearSignatures(const Device& device, const std::function<bool(uint64_t)>& keep);

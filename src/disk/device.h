@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+/** A disk or partition, found by the name of its node in /dev; or, in tests, an image file. */
+struct Device
+{
+    std::string name; ///< of the node, without its folder
+    std::string path;
+    dev_t number = 0; ///< 0 for an image file
+    uint64_t bytes = 0;
+    unsigned sectorBytes = 512;
+
+    /**
+     * The device behind /dev/NAME. A Failure with `Missing` where there is none; a regular file of that name, which dd
+     * leaves when it writes to a disk that is not there, is removed first.
+     */
+    static Device Find(const std::string& name);
+
+    /** An image file in place of a disk. */
+    static Device OfFile(const std::string& path);
+};
+
+/** A partition as the kernel has it; start and size in sectors of 512 bytes, whatever the disk's. From /sys. */
+struct KernelPartition
+{
+    unsigned number = 0;
+    uint64_t start = 0;
+    uint64_t size = 0;
+    dev_t device = 0;
+};
+
+/** What the kernel says of that device; nothing where it is no partition. */
+std::optional<KernelPartition> FindKernelPartition(dev_t device);
+
+/** All partitions of a disk, by number. */
+std::vector<KernelPartition> KernelPartitions(dev_t disk);
+
+/** The disk that a partition belongs to; a disk is its own. */
+dev_t WholeDisk(dev_t device);
+
+/** The folder of a device in /sys. */
+std::string SysFolder(dev_t device);
+
+/** The kernel's own name of a device, as "sda1". */
+std::string KernelName(dev_t device);
+
+/** The first line of a file in /sys or /proc; empty where there is none. */
+std::string FirstLine(const std::string& path);
+
+/** Forces what was written to the device onto the medium; a Failure that names it when that fails. */
+void FlushDevice(const Device& device);

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/**
+ * The beginning of a partclone image of format 0002: a header of 110 bytes, little-endian, then a bit for each block,
+ * the CRC of these, and the used blocks in order.
+ */
+struct ImageHeader
+{
+    static constexpr size_t length = 110;
+
+    std::string fileSystem; ///< in partclone's words: "EXTFS", "raw"
+    uint64_t deviceBytes = 0;
+    uint64_t blocks = 0;
+    uint64_t usedBlocks = 0;
+    uint32_t blockBytes = 0;
+    bool hasChecksums = false; ///< of the blocks, between them
+
+    /** Of the header, the bits and their CRC: where the first block stands. */
+    [[nodiscard]] uint64_t DataOffset() const
+    {
+        return length + (blocks + 7) / 8 + 4;
+    }
+    [[nodiscard]] uint64_t DataBytes() const
+    {
+        return usedBlocks * blockBytes;
+    }
+
+    /** Nothing when it is an image of another format. */
+    static std::optional<ImageHeader> Parse(const std::string& bytes);
+
+    /** Whether it is an image of any format. */
+    static bool IsImage(const std::string& bytes);
+};

@@ -1,0 +1,214 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "imagereader.h"
+
+#include "descriptor.h"
+#include "failure.h"
+#include "process.h"
+#include "progress.h"
+#include "sha256.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <tuple>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+constexpr size_t piece = 1U << 20;
+
+/** Reads the volumes one after the other. */
+class VolumeReader
+{
+public:
+    explicit VolumeReader(const std::vector<std::string>& paths)
+        : paths(paths)
+        , buffer(piece)
+    {
+    }
+
+    /** The next bytes; empty at the end. */
+    std::pair<const char*, size_t> Next()
+    {
+        StopRequest::Check();
+        while (next < paths.size() || file) {
+            if (!file)
+                Open();
+            const ssize_t count = read(file.Get(), buffer.data(), buffer.size());
+            if (count < 0 && errno != EINTR)
+                throw SystemFailure(ExitStatus::Damaged, paths[next - 1] + ": cannot be read from the medium", errno);
+            if (count > 0) {
+                done += count;
+                return {buffer.data(), count};
+            }
+            if (count == 0)
+                file.Close();
+        }
+        return {nullptr, 0};
+    }
+
+    [[nodiscard]] uint64_t Done() const
+    {
+        return done;
+    }
+
+private:
+    void Open()
+    {
+        file = Descriptor::Open(paths[next], O_RDONLY);
+        if (!file)
+            throw SystemFailure(ExitStatus::Damaged, paths[next] + ": cannot be read", errno);
+        posix_fadvise(file.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+        ++next;
+    }
+
+    const std::vector<std::string>& paths;
+    size_t next = 0;
+    Descriptor file;
+    std::vector<char> buffer;
+    uint64_t done = 0;
+};
+
+/** Gives the volumes to a pipeline whose first stage reads `sink`; ends when that reads no more. */
+std::string Feed(Pipeline& pipeline, Descriptor sink, VolumeReader& reader, uint64_t total)
+{
+    Sha256 hash;
+    fcntl(sink.Get(), F_SETFL, O_NONBLOCK);
+    for (auto [data, size] = reader.Next(); size > 0; std::tie(data, size) = reader.Next()) {
+        hash.Add(data, size);
+        for (size_t given = 0; given < size;) {
+            std::vector<pollfd> wanted = {{sink.Get(), POLLOUT, 0}};
+            pipeline.Wait(wanted, 1000);
+            Progress::Report(reader.Done(), total);
+            if (wanted[0].revents == 0)
+                continue;
+            const ssize_t count = write(sink.Get(), data + given, size - given);
+            if (count > 0)
+                given += count;
+            else if (errno != EAGAIN && errno != EINTR)
+                return {};
+        }
+    }
+    return hash.Hex();
+}
+} // namespace
+
+ImageVolumes::ImageVolumes(const ImageFiles& files)
+{
+    size_t highest = 0;
+    struct stat status = {};
+    for (unsigned number = 0; number < 1000; ++number) {
+        if (stat(files.Volume(number).c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+            highest = number + 1;
+            bytes += status.st_size;
+            paths.push_back(files.Volume(number));
+        }
+    }
+    if (paths.empty())
+        throw Failure(ExitStatus::Damaged, files.Volume(0) + ": the first volume of the image is missing");
+    for (unsigned number = 0; number < highest; ++number) {
+        if (paths.size() <= number || paths[number] != files.Volume(number))
+            throw Failure(ExitStatus::Damaged, files.Volume(number) + ": this volume of the image is missing");
+    }
+}
+
+std::string ImageVolumes::Head() const
+{
+    constexpr size_t most = 512;
+    auto [out, in] = Descriptor::Pipe();
+    auto [result, plain] = Descriptor::Pipe();
+    Pipeline pipeline;
+    pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(plain));
+    VolumeReader reader(paths);
+    fcntl(in.Get(), F_SETFL, O_NONBLOCK);
+    auto [data, size] = reader.Next();
+    std::string head(most, '\0');
+    size_t have = 0;
+    for (size_t given = 0; have < most;) {
+        if (given == size && in) {
+            std::tie(data, size) = reader.Next();
+            given = 0;
+            if (size == 0)
+                in.Close();
+        }
+        std::vector<pollfd> wanted = {{in.Get(), POLLOUT, 0}, {result.Get(), POLLIN, 0}};
+        pipeline.Wait(wanted, 1000);
+        if (wanted[0].revents != 0) {
+            const ssize_t count = write(in.Get(), data + given, size - given);
+            if (count > 0)
+                given += count;
+            else if (errno != EAGAIN && errno != EINTR)
+                in.Close();
+        }
+        if (wanted[1].revents != 0) {
+            const ssize_t count = read(result.Get(), head.data() + have, most - have);
+            if (count <= 0)
+                break;
+            have += count;
+        }
+    }
+    head.resize(have);
+    return head;
+}
+
+void ImageVolumes::CheckRecord(const ImageRecord& record) const
+{
+    if (bytes != record.bytes) {
+        throw Failure(ExitStatus::Damaged,
+            FirstPath() + ": the image is not whole: it has " + std::to_string(bytes) + " bytes, its record names "
+                + std::to_string(record.bytes));
+    }
+    VolumeReader reader(paths);
+    Sha256 hash;
+    for (auto [data, size] = reader.Next(); size > 0; std::tie(data, size) = reader.Next()) {
+        hash.Add(data, size);
+        Progress::Report(reader.Done(), bytes);
+    }
+    if (hash.Hex() != record.sha256)
+        throw Failure(ExitStatus::Damaged, FirstPath() + ": the image is damaged: its hash is not the recorded one");
+}
+
+void ImageVolumes::CheckInFull(const std::string& head) const
+{
+    auto [out, in] = Descriptor::Pipe();
+    auto [plain, compressor] = Descriptor::Pipe();
+    Pipeline pipeline;
+    const bool isImage = ImageHeader::IsImage(head);
+    pipeline.Start({"lbzip2", "-dc"}, std::move(out), isImage ? std::move(compressor) : Descriptor());
+    // Only the count of blocks in the header shows a cut.
+    if (isImage)
+        pipeline.Start({"partclone.chkimg", "-f", "1", "-L", "/dev/null", "-s", "-"}, std::move(plain));
+    VolumeReader reader(paths);
+    const std::string hash = Feed(pipeline, std::move(in), reader, bytes);
+    plain.Close();
+    const std::vector<StageEnd> ends = pipeline.Finish();
+    if (hash.empty() || !std::all_of(ends.begin(), ends.end(), [](const StageEnd& end) {
+            return end.Succeeded();
+        }))
+        throw Failure(ExitStatus::Damaged, FirstPath() + ": the image is damaged or cut");
+}
+
+void ImageVolumes::WriteTo(const Device& partition, const std::string& sha256) const
+{
+    auto [out, in] = Descriptor::Pipe();
+    auto [plain, decompressor] = Descriptor::Pipe();
+    Pipeline pipeline;
+    pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(decompressor));
+    // Never with the options that let partclone pass over damage.
+    pipeline.Start(
+        {"partclone.restore", "-q", "-f", "1", "-L", "/dev/null", "-s", "-", "-o", partition.path}, std::move(plain));
+    VolumeReader reader(paths);
+    const std::string hash = Feed(pipeline, std::move(in), reader, bytes);
+    const std::vector<StageEnd> ends = pipeline.Finish();
+    // The stage nearest to the medium that failed is the reason; one whose reader went away is none.
+    for (const StageEnd& end : ends) {
+        if (!end.Succeeded() && !(end.name == "lbzip2" && !ends.back().Succeeded() && end.said.empty()))
+            throw Failure(ExitStatus::Failed, partition.path + ": " + end.name + " failed: " + end.LastWords());
+    }
+    if (hash.empty() || (!sha256.empty() && hash != sha256))
+        throw Failure(
+            ExitStatus::Failed, FirstPath() + ": the image read differently the second time; the medium is bad");
+}

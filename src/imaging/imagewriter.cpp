@@ -1,0 +1,301 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "imagewriter.h"
+
+#include "blockreader.h"
+#include "process.h"
+#include "progress.h"
+#include "use.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+constexpr size_t piece = 1U << 20;
+
+/** partclone can't read the partition in this way, and has not got as far as its blocks. */
+class Unreadable
+{
+public:
+    explicit Unreadable(std::string reason)
+        : reason(std::move(reason))
+    {
+    }
+
+    std::string reason;
+};
+
+/**
+ * partclone declines the name of a mounted device even where it is mounted read-only, and would take it only with the
+ * option that skips its other checks too. A node of another name keeps those; it is made where nobody else sees it.
+ */
+void MakeOwnNode(dev_t device)
+{
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+        || mount("norvo", "/mnt", "tmpfs", 0, nullptr) != 0 || mknod("/mnt/source", S_IFBLK | 0600, device) != 0)
+        dprintf(STDERR_FILENO, "no device node can be made: %s\n", strerror(errno));
+}
+
+/** The work between partclone and the file: its stream goes on to the compressor, whose stream goes into the file. */
+class Relay
+{
+public:
+    Relay(const Device& partition, const std::string& variant, StoreFile& file);
+
+    /** To the end of the image. Throws Unreadable. */
+    void Run();
+
+    std::vector<std::pair<uint64_t, uint64_t>> bad;
+
+private:
+    void StartStages(const std::string& variant);
+    void Step();
+    void TakeHead();
+    void Splice();
+    void GiveOut();
+    void TakeCompressed();
+    void SourceEnded();
+    [[nodiscard]] bool HeadComplete() const
+    {
+        return header && head.size() >= header->DataOffset();
+    }
+
+    const Device& partition;
+    StoreFile& file;
+    Pipeline pipeline;
+    Descriptor source;     ///< what partclone writes
+    Descriptor sink;       ///< what the compressor reads
+    Descriptor compressed; ///< what the compressor writes
+    bool sourceReady = false;
+    bool sinkReady = false;
+    std::string head; ///< header and bits, kept for the case that a block can't be read
+    std::optional<ImageHeader> header;
+    std::string_view pending; ///< to be given to the compressor: of the head or of `block`
+    std::string block;
+    uint64_t relayed = 0;                ///< bytes of blocks
+    std::unique_ptr<BlockReader> reader; ///< in partclone's place, when that has given up
+    std::vector<char> buffer;
+};
+
+void DontBlock(const Descriptor& descriptor)
+{
+    fcntl(descriptor.Get(), F_SETFL, O_NONBLOCK);
+}
+
+bool WouldBlock()
+{
+    return errno == EAGAIN || errno == EINTR;
+}
+
+Relay::Relay(const Device& partition, const std::string& variant, StoreFile& file)
+    : partition(partition)
+    , file(file)
+    , buffer(piece)
+{
+    StartStages(variant);
+}
+
+void Relay::StartStages(const std::string& variant)
+{
+    auto [out1, in1] = Descriptor::Pipe();
+    auto [out2, in2] = Descriptor::Pipe();
+    auto [out3, in3] = Descriptor::Pipe();
+    const bool mounted = IsMounted(partition);
+    std::function<void()> prepare;
+    if (mounted)
+        prepare = [this] {
+            MakeOwnNode(partition.number);
+        };
+    // partclone's own checksums (-a 0 turns them off) would cost a second pass over all data and find nothing that the
+    // hash of the volume does not; -f 1 shortens the wait at its end. Its log goes nowhere: one that can't be written
+    // would leave it without an image, and well pleased.
+    pipeline.Start({"partclone." + variant, "-c", "-q", "-a", "0", "-f", "1", "-L", "/dev/null", "-s",
+                       mounted ? "/mnt/source" : partition.path, "-o", "-"},
+        {}, std::move(in1), prepare);
+    pipeline.Start({"lbzip2", "-c"}, std::move(out2), std::move(in3));
+    source = std::move(out1);
+    sink = std::move(in2);
+    compressed = std::move(out3);
+    DontBlock(source);
+    DontBlock(sink);
+    DontBlock(compressed);
+}
+
+void Relay::Run()
+{
+    while (compressed)
+        Step();
+    const std::vector<StageEnd> ends = pipeline.Finish();
+    if (!ends[1].Succeeded())
+        throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends[1].LastWords());
+    if (!ends[0].Succeeded() && !reader)
+        throw Failure(ExitStatus::Failed, partition.path + ": " + ends[0].name + " failed: " + ends[0].LastWords());
+    if (!header || relayed != header->DataBytes())
+        throw Failure(ExitStatus::Failed, partition.path + ": the image did not become whole");
+    if (reader)
+        bad = reader->bad;
+}
+
+/** One wait, and whatever can be done after it. What is ready already isn't waited for, or the wait would not wait. */
+void Relay::Step()
+{
+    const bool wantsSource = source && pending.empty() && !sourceReady;
+    const bool wantsSink = sink && (sourceReady || !pending.empty()) && !sinkReady;
+    std::vector<pollfd> wanted = {{wantsSource ? source.Get() : -1, POLLIN, 0},
+        {wantsSink ? sink.Get() : -1, POLLOUT, 0}, {compressed.Get(), POLLIN, 0}};
+    pipeline.Wait(wanted, 1000);
+    sourceReady = sourceReady || wanted[0].revents != 0;
+    sinkReady = sinkReady || wanted[1].revents != 0;
+    if (wanted[2].revents != 0)
+        TakeCompressed();
+    if (!pending.empty() && sinkReady)
+        GiveOut();
+    else if (pending.empty() && sourceReady && !HeadComplete())
+        TakeHead();
+    else if (pending.empty() && sourceReady && sinkReady)
+        Splice();
+    if (header)
+        Progress::Report(relayed, header->DataBytes());
+}
+
+void Relay::TakeHead()
+{
+    const size_t wanted = header ? header->DataOffset() - head.size() : ImageHeader::length - head.size();
+    const ssize_t count = read(source.Get(), buffer.data(), std::min(wanted, buffer.size()));
+    sourceReady = false;
+    if (count < 0 && WouldBlock())
+        return;
+    if (count <= 0) {
+        SourceEnded();
+        return;
+    }
+    head.append(buffer.data(), count);
+    if (!header && head.size() == ImageHeader::length) {
+        header = ImageHeader::Parse(head);
+        if (!header || header->hasChecksums)
+            throw Unreadable("its partclone writes images of another format");
+        head.reserve(header->DataOffset()); // a large disk's bits are kept once only
+    }
+    if (HeadComplete())
+        pending = head;
+}
+
+/** From pipe to pipe, without a copy. */
+void Relay::Splice()
+{
+    const uint64_t left = header->DataBytes() - relayed;
+    const ssize_t count = splice(
+        source.Get(), nullptr, sink.Get(), nullptr, std::min<uint64_t>(left, piece), SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+    sourceReady = sinkReady = false;
+    if (count > 0) {
+        relayed += count;
+        // Not waited for: partclone takes a rest before it ends.
+        if (relayed == header->DataBytes())
+            sink.Close();
+    } else if (count == 0) {
+        SourceEnded();
+    } else if (errno == EPIPE) {
+        sink.Close();
+    }
+    if (!sink)
+        source.Close();
+}
+
+void Relay::GiveOut()
+{
+    const ssize_t count = write(sink.Get(), pending.data(), pending.size());
+    if (count > 0) {
+        pending.remove_prefix(count);
+        if (reader)
+            relayed += count;
+    } else if (!WouldBlock()) {
+        sink.Close();
+        source.Close();
+        pending = {};
+        return;
+    }
+    sinkReady = false;
+    if (!pending.empty())
+        return;
+    if (reader) {
+        block = reader->Next();
+        pending = block;
+    }
+    if (pending.empty() && (reader || relayed == header->DataBytes())) {
+        sink.Close();
+        source.Close();
+    }
+}
+
+/** partclone has stopped before the end of the blocks: they are read in its place. */
+void Relay::SourceEnded()
+{
+    source.Close();
+    const StageEnd& end = pipeline.WaitFor(0);
+    if (WIFSIGNALED(end.status))
+        throw Failure(ExitStatus::Failed, partition.path + ": " + end.LastWords());
+    if (!HeadComplete())
+        throw Unreadable(end.name + ": " + end.LastWords());
+    reader = std::make_unique<BlockReader>(
+        partition, *header, std::string_view(head).substr(ImageHeader::length), relayed);
+    block = reader->Next();
+    pending = block;
+    if (pending.empty())
+        sink.Close();
+}
+
+void Relay::TakeCompressed()
+{
+    const ssize_t count = read(compressed.Get(), buffer.data(), buffer.size());
+    if (count > 0)
+        file.Write(buffer.data(), count);
+    else if (count == 0 || !WouldBlock())
+        compressed.Close();
+}
+} // namespace
+
+void WriteImage(const Device& partition, const SavingPlan& plan, StoreFile& file, ImageRecord& record)
+{
+    record.state = plan.state;
+    std::string variant = plan.variant;
+    for (;;) {
+        try {
+            Relay relay(partition, variant, file);
+            relay.Run();
+            record.bad = relay.bad;
+            return;
+        } catch (const Unreadable& unreadable) {
+            if (variant == "imager")
+                throw Failure(ExitStatus::Failed, partition.path + ": cannot be read: " + unreadable.reason);
+            variant = "imager";
+            record.state = unreadable.reason + ", all blocks";
+        }
+    }
+}
+
+void WriteExtendedNote(StoreFile& file)
+{
+    auto [out, in] = Descriptor::Pipe();
+    auto [result, compressed] = Descriptor::Pipe();
+    Pipeline pipeline;
+    pipeline.Start({"lbzip2", "-c"}, std::move(out), std::move(compressed));
+    WriteAll(in.Get(), extendedNote, sizeof extendedNote - 1);
+    in.Close();
+    const std::vector<StageEnd> ends = pipeline.Finish(); // its whole output fits into the pipe
+    char buffer[4096];
+    const ssize_t count = read(result.Get(), buffer, sizeof buffer);
+    if (!ends.front().Succeeded() || count <= 0)
+        throw Failure(ExitStatus::Failed, "lbzip2 failed: " + ends.front().LastWords());
+    file.Write(buffer, count);
+}

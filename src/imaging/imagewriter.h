@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include "contents.h"
+#include "imagerecord.h"
+#include "storefile.h"
+
+/**
+ * Writes the image of a partition, compressed with bzip2, to `file`. Sets `record.state` and `record.bad`.
+ *
+ * What partclone can't read as the plan says, it reads as a whole, used blocks or not, and the state tells why; where
+ * the disk can't be read, zeros are saved. A Failure otherwise; throws NoRoom and Interrupted.
+ */
+void WriteImage(const Device& partition, const SavingPlan& plan, StoreFile& file, ImageRecord& record);
+
+/** The same for an extended partition, of which nothing is saved. */
+void WriteExtendedNote(StoreFile& file);

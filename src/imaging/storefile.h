@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include "descriptor.h"
+#include "failure.h"
+#include "sha256.h"
+
+/** There is no room left for a file. */
+class NoRoom : public Failure
+{
+    using Failure::Failure;
+};
+
+/**
+ * A file of an image set in the making: written beside its place, forced to the medium, read back from there and
+ * compared, and only then put in place. Until then an older file of that name stays; one that is never put in place is
+ * removed.
+ */
+class StoreFile
+{
+public:
+    /** @param path where it is written meanwhile; what is there is replaced */
+    explicit StoreFile(const std::string& path);
+    ~StoreFile();
+    StoreFile(const StoreFile&) = delete;
+    StoreFile& operator=(const StoreFile&) = delete;
+
+    /** Throws NoRoom where the medium is full, another Failure on other errors. */
+    void Write(const void* data, size_t size);
+
+    /** To the medium and back; gives the SHA-256 of all that was written. Throws Interrupted. */
+    std::string Prove();
+
+    /** Renames it to `path`, for good: also the folder is forced to the medium. */
+    void PutInPlace(const std::string& path);
+
+    [[nodiscard]] uint64_t Size() const
+    {
+        return size;
+    }
+
+private:
+    [[noreturn]] void Fail(const std::string& what, int error) const;
+    std::string ReadBack() const;
+
+    std::string path;
+    Descriptor file;
+    uint64_t size = 0;
+    uint64_t started = 0; ///< up to where the system was asked to write
+    Sha256 hash;
+    bool placed = false;
+};

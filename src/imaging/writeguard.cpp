@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "writeguard.h"
+
+#include "contents.h"
+#include "failure.h"
+
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+/** In a process of its own: waits for the last writer's end, or for the word that all is well. */
+[[noreturn]] void Watch(int life, const Device& device)
+{
+    setsid();
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGPIPE})
+        std::signal(signal, SIG_IGN);
+    char word = 0;
+    ssize_t count = 0;
+    while ((count = read(life, &word, 1)) < 0 && errno == EINTR) { }
+    if (count == 1)
+        _exit(0);
+    std::string cleared;
+    try {
+        WipeSignatures(device);
+    } catch (const Failure& failure) {
+        cleared = std::string("; ") + failure.what();
+    }
+    Warn(device.path + ": the writing broke off, what is on it now is useless; restore it again" + cleared);
+    _exit(1);
+}
+} // namespace
+
+WriteGuard::WriteGuard(const Device& device)
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw SystemFailure(ExitStatus::Failed, device.path + ": the writing cannot be watched", errno);
+    fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+    watcher = fork();
+    if (watcher < 0)
+        throw SystemFailure(ExitStatus::Failed, device.path + ": the writing cannot be watched", errno);
+    if (watcher == 0) {
+        close(ends[1]);
+        Watch(ends[0], device);
+    }
+    close(ends[0]);
+    life = ends[1];
+}
+
+WriteGuard::~WriteGuard()
+{
+    close(life);
+    // An ordinary failure may take its time; a request to end may not.
+    for (int tries = 0; tries < 80 && waitpid(watcher, nullptr, WNOHANG) == 0; ++tries)
+        usleep(10000);
+}
+
+void WriteGuard::Done()
+{
+    [[maybe_unused]] const ssize_t written = write(life, "k", 1);
+}

@@ -1,0 +1,220 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "tablefile.h"
+#include "diskimages.h"
+#include "imagerecord.h"
+
+namespace {
+const QByteArray primaries = "/dev/hdc1 : start= 2048, size= 8192, Id=83, bootable\n"
+                             "/dev/hdc2 : start= 10240, size= 2048, Id=82\n"
+                             "/dev/hdc3 : start= 12288, size= 36864, Id= f\n";
+const QByteArray empty4 = "/dev/hdc4 : start= 0, size= 0, Id= 0\n";
+const QByteArray logical5 = "/dev/hdc5 : start= 14336, size= 8192, Id=83\n";
+const QByteArray whole = primaries + empty4 + logical5;
+const QString wholeFacts = "hdc 1:2048+8192:83* 2:10240+2048:82 3:12288+36864:f 4:0+0:0 5:14336+8192:83";
+
+QString Facts(const TableFile& file)
+{
+    QString facts = QString::fromStdString(file.disk);
+    for (const TableLine& line : file.lines) {
+        facts += QString(" %1:%2+%3:%4%5")
+                     .arg(line.number)
+                     .arg(line.start)
+                     .arg(line.size)
+                     .arg(line.type, 0, 16)
+                     .arg(line.bootable ? "*" : "");
+    }
+    return facts;
+}
+
+QString FactsOf(const std::string& text)
+{
+    QString facts;
+    const QString complaint = Complaint([&] {
+        facts = Facts(TableFile::Parse(text, "/set/x.sf"));
+    });
+    return complaint.isEmpty() ? facts : complaint;
+}
+
+QByteArray With(QByteArray text, const char* before, const char* after)
+{
+    return text.replace(before, after);
+}
+
+TableFile Sealed()
+{
+    TableFile file;
+    file.disk = "nvme0n1";
+    file.saved = "2026-03-02T11:22:33Z";
+    file.model = "A model: with a colon";
+    file.diskBytes = 1ULL << 60;
+    file.sectorBytes = 4096;
+    file.lines = {{1, 1ULL << 50, 1ULL << 40, 0xef, true}, {128, 6, 1, 0x82, false}};
+    file.warnings = {"one: two", "in \xc3\xa4 line\n# complete: sha256 0"};
+    file.swaps = {{128, "01234567-89ab-cdef-0123-456789abcdef", std::string("a \"b\"\n\xff: #", 11)}, {1, "u", ""}};
+    file.native = "label: gpt\n\n/dev/nvme0n1p1 : start=1, size=2, name=\" : start= 5, size= 5, type=83\"\n";
+    file.raw = {{0, std::string(512, 'x')}, {1ULL << 59, std::string("\0\n# \xff", 5)}};
+    return file;
+}
+} // namespace
+
+class TableFileTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void readsFilesOfOtherMakers_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("answer");
+        const auto row = [](const char* name, const QByteArray& text, const QString& answer) {
+            QTest::newRow(name) << text << answer;
+        };
+        row("accepted", "# partition table of /dev/hdc\nunit: sectors\n\n" + whole, wholeFacts);
+        row("CRLF", With(whole, "\n", "\r\n"), wholeFacts);
+        row("type=", With(whole, "Id=", "type="), wholeFacts);
+        row("wide blanks", With(whole, "= ", "=          "), wholeFacts);
+        row("decimal", With(whole, "2048, size= 8192", "0002048, size= 0008192"), wholeFacts);
+        row("decimal that octal can't be", With(primaries + empty4, "36864", "0409608"),
+            "hdc 1:2048+8192:83* 2:10240+2048:82 3:12288+409608:f 4:0+0:0");
+        row("of the whole disk", "/dev/hdc : start= 0, size= 50, Id= 0\n", "hdc 0:0+50:0");
+        row("name that ends in a digit", With(whole, "hdc", "nvme0n1p"), With(wholeFacts.toUtf8(), "hdc", "nvme0n1"));
+        row("empty", "", "65 /set/x.sf: the file is empty");
+        row("no table", "# nothing\n", "65 /set/x.sf: the line of partition 1 is missing");
+        row("garbage",
+            QByteArray("\x7f"
+                       "ELF\0\1\2/\xff",
+                9)
+                + '\n',
+            "65 /set/x.sf: the line of partition 1 is missing");
+        row("cut in a line", whole.left(whole.size() - 1), "65 /set/x.sf: the last line is cut");
+        row("cut between lines", primaries, "65 /set/x.sf: the line of partition 4 is missing");
+        row("beginning is missing", empty4 + logical5, "65 /set/x.sf: the line of partition 1 is missing");
+        row("doubled", whole + logical5, "65 /set/x.sf: the line of partition 5 is doubled or out of order");
+        row("twice", whole + whole, "65 /set/x.sf: the line of partition 1 is doubled");
+        row("out of order", primaries + logical5 + empty4, "65 /set/x.sf: the line of partition 4 is missing");
+        row("another disk", whole + "/dev/hdd6 : start= 24576, size= 1, Id=83\n",
+            "65 /set/x.sf: not a partition of the disk hdc");
+        row("path in a name", "/dev/../hdc1 : start= 1, size= 1, Id=83\n", "65 /set/x.sf: not a partition line");
+        row("overlap", With(whole, "2048, size= 8192", "2048, size= 8193"),
+            "65 /set/x.sf: the table does not fit a disk: partitions 1 and 2 overlap");
+        row("logical overlap", whole + "/dev/hdc6 : start= 22527, size= 9, Id=83\n",
+            "65 /set/x.sf: the table does not fit a disk: partitions 5 and 6 overlap");
+        row("logical outside", With(whole, "14336, size= 8192", "14336, size= 34817"),
+            "65 /set/x.sf: partition 5 is not inside the extended");
+        row("logical on its record", With(whole, "start= 14336", "start= 12288"),
+            "65 /set/x.sf: partition 5 is not inside the extended");
+        row("logical without extended", With(whole, "Id= f", "Id=83"),
+            "65 /set/x.sf: partition 5 is not inside the extended");
+        row("two extended", With(whole, "Id=82", "Id=85"), "65 /set/x.sf: it names two extended");
+        row("protective", With(whole, "Id=82", "Id=ee"), "75 /set/x.sf: it names a GPT but does not hold it");
+        row("GPT",
+            With(primaries, "Id=83, bootable",
+                "type=0FC63DAF-8483-4772-8E79-3D69D8477DE4, name=\" : start= 5, size= 5, type=83\""),
+            "65 /set/x.sf: not a partition line: /dev/hdc1");
+        row("more than 64 bits", With(whole, "8192", "18446744073709551616"), "65 /set/x.sf: not a partition line");
+        row("end beyond 64 bits", With(whole, "8192", "18446744073709551615"), "65 /set/x.sf: not a partition line");
+        row("negative", With(whole, "= 8192", "= -8192"), "65 /set/x.sf: not a partition line");
+        row("hexadecimal", With(whole, "= 8192", "= 0x20"), "65 /set/x.sf: not a partition line");
+        row("wide type", With(whole, "Id=82", "Id=182"), "65 /set/x.sf: not a partition line");
+        row("text behind", With(whole, "Id=82", "Id=82, wide"), "65 /set/x.sf: not a partition line");
+        row("20,000 lines", whole.repeated(4000), "65 /set/x.sf: it names more than 64 partitions");
+        row("native without seal", "# native: label: dos\n" + whole + "# native: x\n",
+            "65 /set/x.sf: the partition table in it is cut");
+    }
+
+    void readsFilesOfOtherMakers()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, answer);
+        const QString got = FactsOf(text.toStdString());
+        QVERIFY2(answer.startsWith("hdc") || answer.startsWith("nvme") ? got == answer : got.startsWith(answer),
+            qPrintable(got.left(500)));
+    }
+
+    void comesBackAsItWas()
+    {
+        TableFile before = Sealed();
+        const TableFile after = TableFile::Parse(before.Text(), "x");
+        QCOMPARE(Facts(after), Facts(before));
+        const auto same = [](const auto& a, const auto& b) {
+            return a == b;
+        };
+        QVERIFY(same(after.saved, before.saved) && same(after.model, before.model) && same(after.seal, before.seal));
+        QVERIFY(after.diskBytes == before.diskBytes && after.sectorBytes == before.sectorBytes);
+        QVERIFY(same(after.native, before.native));
+        QVERIFY(
+            same(after.warnings, std::vector<std::string>{"one: two", "in \xc3\xa4 line\\012# complete: sha256 0"}));
+        QCOMPARE(after.swaps.size(), before.swaps.size());
+        for (size_t i = 0; i < after.swaps.size(); ++i) {
+            QVERIFY(after.swaps[i].number == before.swaps[i].number && after.swaps[i].uuid == before.swaps[i].uuid);
+            QVERIFY(after.swaps[i].label == before.swaps[i].label);
+        }
+        QCOMPARE(after.raw.size(), before.raw.size());
+        for (size_t i = 0; i < after.raw.size(); ++i)
+            QVERIFY(after.raw[i].offset == before.raw[i].offset && after.raw[i].bytes == before.raw[i].bytes);
+        QVERIFY(after.Find(128) != nullptr && after.Find(128)->start == 6 && after.Find(2) == nullptr);
+        // Sealed ones may name no partition at all, or a disk whose own name looks like a partition's.
+        TableFile disk;
+        disk.disk = "loop1";
+        disk.lines = {{0, 0, 99, 0, false}};
+        QCOMPARE(FactsOf(disk.Text()), QString("loop1 0:0+99:0"));
+        disk.lines.clear();
+        QVERIFY(FactsOf(disk.Text()).contains("no partition table in it"));
+    }
+
+    void refusesEveryChange()
+    {
+        std::string text = Sealed().Text();
+        for (size_t bit = 0; bit < text.size() * 8; ++bit) {
+            text[bit / 8] ^= 1 << bit % 8;
+            QVERIFY2(FactsOf(text).startsWith("65 "), qPrintable(QString("bit %1").arg(bit)));
+            text[bit / 8] ^= 1 << bit % 8;
+        }
+        for (size_t size = 0; size < text.size(); ++size)
+            QVERIFY2(FactsOf(text.substr(0, size)).startsWith("65 "), qPrintable(QString("cut at %1").arg(size)));
+        QVERIFY(FactsOf(text + text).startsWith("65 ") && FactsOf(text + "\n").startsWith("65 "));
+    }
+
+    void keepsRecords()
+    {
+        const QTemporaryDir folder{Scratch()};
+        ImageRecord record;
+        record.content = "ext4";
+        record.partitionBytes = 1ULL << 60;
+        record.sha256 = std::string(64, 'a');
+        record.partition = "hdc12";
+        record.start = 7;
+        record.state = "errors: a\nend";
+        record.bad = {{4096, 512}, {1ULL << 59, 1}};
+        const std::string path = NewFile(folder, "a.sum", record.Text());
+        const ImageRecord read = ImageRecord::Read(path);
+        QCOMPARE(read.state, std::string("errors: a\\012end"));
+        QVERIFY(read.bad == record.bad && read.partition == record.partition && read.table == "none");
+        QVERIFY(read.partitionBytes == record.partitionBytes && read.start == 7 && read.sha256 == record.sha256);
+        const std::string text = record.Text();
+        for (size_t size = 0; size < text.size() - 1; ++size) {
+            NewFile(folder, "a.sum", text.substr(0, size));
+            QVERIFY2(Complaint([&] {
+                ImageRecord::Read(path);
+            }).startsWith("65 "),
+                qPrintable(QString::number(size)));
+        }
+    }
+
+    void namesPartitions()
+    {
+        const std::vector<std::tuple<std::string, unsigned, std::string>> names = {{"hdc", 1, "hdc1"},
+            {"hdc", 12, "hdc12"}, {"nvme0n1", 1, "nvme0n1p1"}, {"loop0", 15, "loop0p15"}, {"sdp", 1, "sdp1"}};
+        for (const auto& [disk, number, partition] : names) {
+            QCOMPARE(PartitionName(disk, number), partition);
+            QCOMPARE(DiskName(partition, number), disk);
+        }
+        for (const char* wrong : {"hdc2", "1", "nvme0n2p", "hdc01", ""})
+            QCOMPARE(DiskName(wrong, 1), std::string());
+    }
+};
+
+QTEST_GUILESS_MAIN(TableFileTest)
+#include "tablefiletest.moc"
