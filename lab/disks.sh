@@ -146,12 +146,14 @@ make_oddities() {
 
 # use_as_disk NAME: the hard disk's nodes lead to this device of the kernel's and its partitions.
 use_as_disk() {
-    local entry number
+    local entry number device
     rm -f "$disk"*
     for entry in "/sys/class/block/$1" "/sys/class/block/$1/$1"*; do
         number=''
         [[ ! -e $entry/partition ]] || number=$(<"$entry/partition")
-        [[ ! -e $entry/dev ]] || mknod "$disk$number" b $(tr : ' ' <"$entry/dev")
+        [[ -e $entry/dev ]] || continue
+        device=$(<"$entry/dev")
+        mknod "$disk$number" b "${device%:*}" "${device#*:}"
     done
 }
 

@@ -95,7 +95,8 @@ class ImagingTest : public QObject
     Device NewExt4(Chance& chance, const std::string& data)
     {
         const std::string path = NewFile(folder, "source", chance.Bytes(8 * mebibyte));
-        Run({"mkfs.ext4", "-q", "-F", "-E", "nodiscard", path});
+        // Without checksums, so that the tests can change the superblock by hand.
+        Run({"mkfs.ext4", "-q", "-F", "-O", "^metadata_csum", "-E", "nodiscard", path});
         Run({"debugfs", "-w", "-R", "write " + NewFile(folder, "data", data) + " file", path});
         return Device::OfFile(path);
     }

@@ -268,7 +268,7 @@ std::string RepairBootLoader(const Device& disk, const std::vector<DiskPartition
         throw Failure(ExitStatus::Refused, text);
     }
     const BootNeeds needs = BootNeeds::Of(disk, partitions);
-    const std::string installed = Repair(disk, partitions, *findings.system).Run(needs);
+    std::string installed = Repair(disk, partitions, *findings.system).Run(needs);
     for (const DiskPartition& partition : partitions)
         FlushDevice(partition.device);
     FlushDevice(disk);

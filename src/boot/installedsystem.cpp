@@ -111,7 +111,7 @@ public:
 private:
     std::string MountFolder(const DiskPartition& partition, const std::string& name, const std::string& subvolume)
     {
-        const std::string folder = Mounts::MakeFolder(name);
+        std::string folder = Mounts::MakeFolder(name);
         mounts.Mount(partition, folder, Access::Read, subvolume);
         return folder;
     }

@@ -53,7 +53,7 @@ Mounts::~Mounts()
 
 std::string Mounts::MakeFolder(const std::string& name)
 {
-    const std::string folder = std::string(place) + "/" + name;
+    std::string folder = std::string(place) + "/" + name;
     if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
         throw SystemFailure(ExitStatus::Failed, folder, errno);
     return folder;

@@ -243,6 +243,7 @@ void ApplyNative(const TablePlace& place, const std::string& native)
         context.Check(
             fdisk_create_disklabel(context.Get(), fdisk_script_get_header(script.get(), "label")), "no table");
         context.Check(fdisk_apply_script_headers(context.Get(), script.get()), "the saved table does not fit");
+        fdisk_set_script(context.Get(), nullptr); // they would keep each other
     } else {
         context.Check(fdisk_apply_script(context.Get(), script.get()), "the saved table does not fit");
     }

@@ -102,9 +102,10 @@ void SaveExtendedRecords(const RawReader& reader, TableFile& file)
             reader.Save(file, offset, file.sectorBytes);
             uint64_t next = 0;
             for (unsigned slot = 0; slot < 4 && next == 0; ++slot) {
-                const uint64_t type = reader.Number(offset + 446 + 16 * slot + 4, 1);
+                const uint64_t records = offset + 446 + uint64_t{16} * slot;
+                const uint64_t type = reader.Number(records + 4, 1);
                 if (type == 0x05 || type == 0x0f || type == 0x85)
-                    next = reader.Number(offset + 446 + 16 * slot + 8, 4);
+                    next = reader.Number(records + 8, 4);
             }
             if (next == 0)
                 break;

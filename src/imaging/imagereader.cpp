@@ -183,7 +183,6 @@ void ImageVolumes::CheckInFull(const std::string& head) const
         pipeline.Start({"partclone.chkimg", "-f", "1", "-L", "/dev/null", "-s", "-"}, std::move(plain));
     VolumeReader reader(paths);
     const std::string hash = Feed(pipeline, std::move(in), reader, bytes);
-    plain.Close();
     const std::vector<StageEnd> ends = pipeline.Finish();
     if (hash.empty() || !std::all_of(ends.begin(), ends.end(), [](const StageEnd& end) {
             return end.Succeeded();

@@ -7,6 +7,7 @@
 #include "failure.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 
 #include <fcntl.h>
@@ -57,8 +58,9 @@ WriteGuard::~WriteGuard()
 {
     close(life);
     // An ordinary failure may take its time; a request to end may not.
-    for (int tries = 0; tries < 80 && waitpid(watcher, nullptr, WNOHANG) == 0; ++tries)
-        usleep(10000);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(600);
+    while (waitpid(watcher, nullptr, WNOHANG) == 0 && std::chrono::steady_clock::now() < end)
+        usleep(5000);
 }
 
 void WriteGuard::Done()
