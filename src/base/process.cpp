@@ -114,8 +114,11 @@ void Pipeline::Kill()
             return stage.pid > 0;
         }))
         kill(-group, SIGKILL);
+    // One that waits for a slow disk ends when that has answered; nobody else has to wait for it.
+    int tries = 40;
     for (Stage& stage : stages) {
-        while (stage.pid > 0 && waitpid(stage.pid, nullptr, 0) < 0 && errno == EINTR) { }
+        while (stage.pid > 0 && waitpid(stage.pid, nullptr, WNOHANG) == 0 && tries-- > 0)
+            usleep(5000);
         stage.pid = -1;
     }
 }
