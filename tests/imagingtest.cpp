@@ -202,6 +202,18 @@ private Q_SLOTS:
         QVERIFY(Content(Restore(Files(), record, chance.Bytes(before.size())).path) == before);
     }
 
+    void savesAllBlocksOfWhatPartcloneDeclines()
+    {
+        Chance chance(seed);
+        const Device source = NewExt4(chance, "data");
+        Run({"mkfs.ext4", "-q", "-F", "-O", "bigalloc", source.path});
+        const std::string before = Content(source.path);
+        const ImageRecord record = Save(source);
+        const QString state = QString::fromStdString(record.state);
+        QVERIFY2(state.startsWith("partclone.extfs: ") && state.endsWith(", all blocks"), qPrintable(state));
+        QVERIFY(Content(Restore(Files(), record, chance.Bytes(before.size())).path) == before);
+    }
+
     void refusesDamagedImages()
     {
         Chance chance(seed);
@@ -268,7 +280,7 @@ private Q_SLOTS:
         const uint64_t cut = device.bytes - 512 * 3;
         QCOMPARE(truncate(device.path.c_str(), static_cast<off_t>(cut)), 0);
         const std::string all(header.blocks, '\xff');
-        const ImageHeader whole = {"", device.bytes, header.blocks, header.blocks, header.blockBytes, false};
+        const ImageHeader whole = {device.bytes, header.blocks, header.blocks, header.blockBytes, false};
         BlockReader reader(device, whole, all, 0);
         std::string bytes;
         for (std::string next = reader.Next(); !next.empty(); next = reader.Next())

@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 void Descriptor::Close()
@@ -75,9 +76,12 @@ bool WriteAll(int descriptor, const void* buffer, size_t size)
 
 std::string ReadFile(const std::string& path, size_t most)
 {
-    const Descriptor file = Descriptor::Open(path, O_RDONLY);
+    const Descriptor file = Descriptor::Open(path, O_RDONLY | O_NONBLOCK);
     if (!file)
         throw SystemFailure(ExitStatus::Damaged, path + ": cannot be read", errno);
+    struct stat status = {};
+    if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
+        throw Failure(ExitStatus::Damaged, path + ": this is not a file");
     std::string text;
     char buffer[65536];
     for (;;) {

@@ -65,8 +65,12 @@ void StopRequest::Watch()
         throw SystemFailure(ExitStatus::Failed, "no pipe can be made", errno);
     struct sigaction action = {};
     action.sa_handler = NoteSignal;
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-        sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction before = {};
+        sigaction(signal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) // as under nohup
+            sigaction(signal, &action, nullptr);
+    }
     std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -69,10 +69,13 @@ int RunCommandMain(
     const std::string name = path.substr(path.rfind('/') + 1);
     SetCommandName(name);
     try {
+        const size_t count = synopsis.empty() ? 0 : std::count(synopsis.begin(), synopsis.end(), ' ') + 1;
+        // First, so that --progress-fd means a descriptor that the caller has opened.
+        const std::vector<std::string> arguments
+            = ParseArguments(argc, argv, "usage: " + name + (synopsis.empty() ? "" : " " + synopsis), count);
         PrepareEnvironment();
         StopRequest::Watch();
-        const size_t count = synopsis.empty() ? 0 : std::count(synopsis.begin(), synopsis.end(), ' ') + 1;
-        run(ParseArguments(argc, argv, "usage: " + name + (synopsis.empty() ? "" : " " + synopsis), count));
+        run(arguments);
         return 0;
     } catch (const Failure& failure) {
         Warn(failure.what());

@@ -79,13 +79,42 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
         unlink(files.Volume(number).c_str());
 }
 
-bool RemoveOldImage(const ImageFiles& files)
+/** The bytes of the image that stands there. */
+uint64_t OldImageBytes(const ImageFiles& files)
 {
-    bool removed = false;
+    uint64_t bytes = 0;
+    std::error_code error;
+    for (unsigned number = 0; number < 1000; ++number) {
+        const uintmax_t size = std::filesystem::file_size(files.Volume(number), error);
+        bytes += error ? 0 : size;
+    }
+    return bytes;
+}
+
+void RemoveOldImage(const ImageFiles& files)
+{
     for (unsigned number = 0; number < 1000; ++number)
-        removed = unlink(files.Volume(number).c_str()) == 0 || removed;
+        unlink(files.Volume(number).c_str());
     unlink(files.Record().c_str());
-    return removed;
+}
+
+/** Again without the image of an earlier run, but only where that makes the room: a good image is not given up in vain.
+ */
+void SaveImageInItsPlace(const Device& partition, const Contents& contents, const ImageFiles& files,
+    ImageRecord& record, const NoRoom& noRoom)
+{
+    const uint64_t old = OldImageBytes(files);
+    const uint64_t room = old + std::filesystem::space(std::filesystem::path(files.Record()).parent_path()).available;
+    if (old == 0)
+        throw noRoom;
+    if (noRoom.needed > room - room / 20) {
+        throw Failure(ExitStatus::Failed,
+            std::string(noRoom.what()) + ", not even without the image of the earlier run, which stays");
+    }
+    Warn(files.Volume(0) + ": there is no room for the new image of " + partition.name
+        + " beside that of an earlier run; the earlier one is removed");
+    RemoveOldImage(files);
+    SaveImage(partition, contents, files, record);
 }
 
 void Report(const ImageRecord& record)
@@ -124,12 +153,8 @@ int main(int argc, char** argv)
             RefuseUse(partition, Access::Read);
         try {
             SaveImage(partition, contents, files, record);
-        } catch (const NoRoom&) {
-            if (!RemoveOldImage(files))
-                throw;
-            Warn(folder + ": there is no room for the new image of " + partition.name
-                + " beside that of an earlier run; the earlier one is removed");
-            SaveImage(partition, contents, files, record);
+        } catch (const NoRoom& noRoom) {
+            SaveImageInItsPlace(partition, contents, files, record, noRoom);
         }
         Report(record);
     });

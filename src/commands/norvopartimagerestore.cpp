@@ -124,12 +124,14 @@ void WriteBeginning(const Device& disk, const TableFile& table)
 }
 
 /** First the signatures of what was there go: those that the image does not overwrite would make it ambiguous. */
-void WriteImage(const Device& partition, const ImageVolumes& volumes, const std::string& hash, const TableFile& table)
+void WriteImage(const Device& partition, const ImageVolumes& volumes, const std::optional<ImageRecord>& record,
+    const TableFile& table)
 {
     WriteGuard guard(partition);
     WipeSignatures(partition);
-    volumes.WriteTo(partition, hash);
-    if (table.IsWholeDisk())
+    volumes.WriteTo(partition, record ? record->sha256 : "");
+    // Of the same run: another one's boot sector describes another file system.
+    if (table.IsWholeDisk() && record && record->table == table.seal)
         WriteBeginning(partition, table);
     WriteNtfsCopy(partition);
     FlushDevice(partition);
@@ -170,21 +172,22 @@ int main(int argc, char** argv)
         const TableLine line = FindLine(partition, disk, table, tablePath);
         const std::string head = volumes.Head();
         const bool extended = head == extendedNote;
-        if (!extended)
-            RefuseUnfit(partition, line, head, volumes.FirstPath());
         std::optional<ImageRecord> record;
         if (std::filesystem::exists(files.Record())) {
             record = ImageRecord::Read(files.Record());
             CheckIdentity(*record, table, line, volumes.FirstPath());
-            volumes.CheckRecord(*record);
-        } else {
-            volumes.CheckInFull(head);
         }
+        if (!extended)
+            RefuseUnfit(partition, line, head, volumes.FirstPath());
+        if (record)
+            volumes.CheckRecord(*record);
+        else
+            volumes.CheckInFull(head);
         if (extended) {
             Say(partition.name + ": the image is that of an extended partition, nothing is written");
             return;
         }
-        WriteImage(partition, volumes, record ? record->sha256 : "", table);
+        WriteImage(partition, volumes, record, table);
         Report(partition, record);
     });
 }

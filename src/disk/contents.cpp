@@ -252,7 +252,9 @@ SavingPlan PlanSaving(const Device& device, const std::string& type)
 
 void WipeSignatures(const Device& device)
 {
-    ClearSignatures(device, [](uint64_t) { return false; });
+    ClearSignatures(device, [](uint64_t) {
+        return false;
+    });
 }
 
 void ClearSignatures(const Device& device, const std::function<bool(uint64_t)>& keep)

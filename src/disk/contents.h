@@ -10,9 +10,9 @@
 /** What libblkid finds on a device. */
 struct Contents
 {
-    std::string type;           ///< file system, swap or RAID member, as "ext4"; "unknown" where nothing or too much is found
-    std::string uuid;           ///< its identifiers
-    std::string label;          ///< its bytes as they are
+    std::string type;  ///< file system, swap or RAID member, as "ext4"; "unknown" where nothing or too much is found
+    std::string uuid;  ///< its identifiers
+    std::string label; ///< its bytes as they are
     std::string partitionTable; ///< "dos", "gpt" and so on, where the device has one
     std::string entryType;      ///< of the partition that the device is: "0x83" or a GUID in small letters
     std::string entryUuid;
@@ -29,9 +29,9 @@ struct SavingPlan
 };
 
 /**
- * Only a file system that partclone knows, on one device, that was cleanly unmounted and has no errors flagged, is saved
- * by its used blocks: a journal that was not played back can name blocks which no list of used blocks has yet. Judged
- * by the file system's own means.
+ * Only a file system that partclone knows, on one device, that was cleanly unmounted and has no errors flagged, is
+ * saved by its used blocks: a journal that was not played back can name blocks which no list of used blocks has yet.
+ * Judged by the file system's own means.
  */
 SavingPlan PlanSaving(const Device& device, const std::string& type);
 

@@ -104,7 +104,8 @@ void SaveExtendedRecords(const RawReader& reader, TableFile& file)
             for (unsigned slot = 0; slot < 4 && next == 0; ++slot) {
                 const uint64_t records = offset + 446 + uint64_t{16} * slot;
                 const uint64_t type = reader.Number(records + 4, 1);
-                if (type == 0x05 || type == 0x0f || type == 0x85)
+                const bool isLink = type == 0x05 || type == 0x0f || type == 0x85;
+                if (isLink && reader.Number(records + 12, 4) > 0)
                     next = reader.Number(records + 8, 4);
             }
             if (next == 0)

@@ -166,8 +166,10 @@ void OfferOneByOne(int node, const TableFile& file, const Device& disk)
     for (const KernelPartition& partition : KernelPartitions(disk.number))
         ChangePartition(node, BLKPG_DEL_PARTITION, partition);
     for (const TableLine& line : file.lines) {
-        const uint64_t size = line.IsExtended() ? std::min<uint64_t>(2, line.size * unit) : line.size * unit;
-        if (line.size > 0 && line.number > 0)
+        const uint64_t end = disk.bytes / disk.sectorBytes;
+        const uint64_t whole = line.start < end ? std::min(line.size, end - line.start) * unit : 0;
+        const uint64_t size = line.IsExtended() ? std::min(std::max<uint64_t>(2, unit), whole) : whole;
+        if (size > 0 && line.number > 0)
             ChangePartition(node, BLKPG_ADD_PARTITION, {line.number, line.start * unit, size, 0});
     }
 }

@@ -18,6 +18,8 @@
 
 #include <fcntl.h>
 #include <libmount.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -80,17 +82,21 @@ void AddMounts(const std::string& process, std::vector<Mount>& mounts)
     });
 }
 
+/** The number in a file "dev" in /sys; 0 where there is none. */
+dev_t NumberIn(const std::filesystem::path& file)
+{
+    unsigned major = 0;
+    unsigned minor = 0;
+    return sscanf(FirstLine(file).c_str(), "%u:%u", &major, &minor) == 2 ? makedev(major, minor) : 0;
+}
+
 /** The members of a btrfs, of which the mount tables name one. */
 void AddBtrfsMembers(std::vector<Mount>& mounts)
 {
     std::error_code error;
     for (const auto& system : std::filesystem::directory_iterator("/sys/fs/btrfs", error)) {
         for (const auto& member : std::filesystem::directory_iterator(system.path() / "devices", error)) {
-            unsigned major = 0;
-            unsigned minor = 0;
-            if (sscanf(FirstLine(member.path() / "dev").c_str(), "%u:%u", &major, &minor) != 2)
-                continue;
-            const dev_t device = makedev(major, minor);
+            const dev_t device = NumberIn(member.path() / "dev");
             bool known = false;
             bool writable = false;
             for (const Mount& mount : mounts) {
@@ -126,19 +132,34 @@ Uses FindUses()
     return uses;
 }
 
+/** The loop devices on it, which the kernel doesn't count as its holders. */
+std::vector<dev_t> LoopsOn(dev_t device)
+{
+    std::vector<dev_t> loops;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/block", error)) {
+        const std::string file = FirstLine(entry.path() / "loop" / "backing_file");
+        if (!file.empty() && BlockNumber(file.c_str()) == device)
+            loops.push_back(NumberIn(entry.path() / "dev"));
+    }
+    return loops;
+}
+
 /** The devices built on that one, at all levels, the highest first. */
 std::vector<dev_t> HoldersOf(dev_t device)
 {
-    std::vector<dev_t> holders;
+    std::vector<dev_t> direct = LoopsOn(device);
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(SysFolder(device) + "/holders", error)) {
-        unsigned major = 0;
-        unsigned minor = 0;
-        if (sscanf(FirstLine(entry.path() / "dev").c_str(), "%u:%u", &major, &minor) != 2)
-            continue;
-        const std::vector<dev_t> above = HoldersOf(makedev(major, minor));
+    for (const auto& entry : std::filesystem::directory_iterator(SysFolder(device) + "/holders", error))
+        direct.push_back(NumberIn(entry.path() / "dev"));
+    std::vector<dev_t> holders;
+    direct.erase(std::remove(direct.begin(), direct.end(), 0), direct.end());
+    for (const dev_t holder : direct) {
+        const std::vector<dev_t> above = HoldersOf(holder);
         holders.insert(holders.end(), above.begin(), above.end());
-        holders.push_back(makedev(major, minor));
+        for (const KernelPartition& partition : KernelPartitions(holder))
+            holders.push_back(partition.device);
+        holders.push_back(holder);
     }
     return holders;
 }
@@ -184,6 +205,8 @@ std::string HolderText(dev_t holder)
         return "the encrypted device " + name + " is built on it; release it with: cryptsetup close " + name;
     if (!name.empty())
         return "the device-mapper device " + name + " is built on it; release it with: dmsetup remove " + name;
+    if (std::filesystem::exists(SysFolder(holder) + "/loop"))
+        return "the loop device " + kernelName + " is built on it; release it with: losetup -d /dev/" + kernelName;
     if (std::filesystem::exists(SysFolder(holder) + "/md"))
         return "the RAID device " + kernelName + " is built on it; release it with: mdadm --stop /dev/" + kernelName;
     return "the device " + kernelName + " is built on it";
@@ -216,12 +239,23 @@ bool IsHeld(const Device& device)
     }
     return true;
 }
+
+void RefuseReadOnly(const Device& device)
+{
+    const Descriptor node = Descriptor::Open(device.path, O_RDONLY);
+    int readOnly = 0;
+    if (node && ioctl(node.Get(), BLKROGET, &readOnly) == 0 && readOnly != 0)
+        throw Failure(
+            ExitStatus::Refused, device.path + " is write-protected; take the protection off and start again");
+}
 } // namespace
 
 void RefuseUse(const Device& device, Access access)
 {
     if (device.number == 0)
         return;
+    if (access == Access::Write)
+        RefuseReadOnly(device);
     const Uses uses = FindUses();
     std::vector<dev_t> family = {device.number};
     for (const KernelPartition& partition : KernelPartitions(device.number))

@@ -27,7 +27,6 @@ std::optional<ImageHeader> ImageHeader::Parse(const std::string& bytes)
     if (bytes.size() < length || !IsImage(bytes) || bytes.compare(30, 4, "0002") != 0)
         return {};
     ImageHeader header;
-    header.fileSystem = std::string(bytes.data() + 36, strnlen(bytes.data() + 36, 16));
     header.deviceBytes = At<uint64_t>(bytes, 52);
     header.blocks = At<uint64_t>(bytes, 60);
     header.usedBlocks = At<uint64_t>(bytes, 76);

@@ -15,7 +15,6 @@ struct ImageHeader
 {
     static constexpr size_t length = 110;
 
-    std::string fileSystem; ///< in partclone's words: "EXTFS", "raw"
     uint64_t deviceBytes = 0;
     uint64_t blocks = 0;
     uint64_t usedBlocks = 0;

@@ -59,7 +59,8 @@ public:
     std::vector<std::pair<uint64_t, uint64_t>> bad;
 
 private:
-    void StartStages(const std::string& variant);
+    void StartImager(const std::string& variant);
+    void StartCompressor();
     void Step();
     void TakeHead();
     void Splice();
@@ -103,14 +104,12 @@ Relay::Relay(const Device& partition, const std::string& variant, StoreFile& fil
     , file(file)
     , buffer(piece)
 {
-    StartStages(variant);
+    StartImager(variant);
 }
 
-void Relay::StartStages(const std::string& variant)
+void Relay::StartImager(const std::string& variant)
 {
-    auto [out1, in1] = Descriptor::Pipe();
-    auto [out2, in2] = Descriptor::Pipe();
-    auto [out3, in3] = Descriptor::Pipe();
+    auto [out, in] = Descriptor::Pipe();
     const bool mounted = IsMounted(partition);
     std::function<void()> prepare;
     if (mounted)
@@ -122,20 +121,36 @@ void Relay::StartStages(const std::string& variant)
     // would leave it without an image, and well pleased.
     pipeline.Start({"partclone." + variant, "-c", "-q", "-a", "0", "-f", "1", "-L", "/dev/null", "-s",
                        mounted ? "/mnt/source" : partition.path, "-o", "-"},
-        {}, std::move(in1), prepare);
-    pipeline.Start({"lbzip2", "-c"}, std::move(out2), std::move(in3));
-    source = std::move(out1);
-    sink = std::move(in2);
-    compressed = std::move(out3);
+        {}, std::move(in), prepare);
+    source = std::move(out);
     DontBlock(source);
+}
+
+/** Not before there is something to compress: it begins its stream at once, and another attempt would follow that. */
+void Relay::StartCompressor()
+{
+    auto [out, in] = Descriptor::Pipe();
+    auto [result, stream] = Descriptor::Pipe();
+    pipeline.Start({"lbzip2", "-c"}, std::move(out), std::move(stream));
+    sink = std::move(in);
+    compressed = std::move(result);
     DontBlock(sink);
     DontBlock(compressed);
 }
 
 void Relay::Run()
 {
-    while (compressed)
-        Step();
+    try {
+        while (compressed || !HeadComplete())
+            Step();
+    } catch (NoRoom& noRoom) {
+        noRoom.needed = static_cast<uint64_t>(
+            static_cast<double>(file.Size()) * header->DataBytes() / std::max<uint64_t>(relayed, 1));
+        throw;
+    }
+    // A compressor that has died would leave partclone waiting.
+    source.Close();
+    sink.Close();
     const std::vector<StageEnd> ends = pipeline.Finish();
     if (!ends[1].Succeeded())
         throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends[1].LastWords());
@@ -187,8 +202,10 @@ void Relay::TakeHead()
             throw Unreadable("its partclone writes images of another format");
         head.reserve(header->DataOffset()); // a large disk's bits are kept once only
     }
-    if (HeadComplete())
+    if (HeadComplete()) {
+        StartCompressor();
         pending = head;
+    }
 }
 
 /** From pipe to pipe, without a copy. */

@@ -10,7 +10,10 @@
 /** There is no room left for a file. */
 class NoRoom : public Failure
 {
+public:
     using Failure::Failure;
+
+    uint64_t needed = 0; ///< bytes that the whole file would take, as far as can be told
 };
 
 /**
