@@ -62,10 +62,22 @@ void WriteContents(const Device& partition, const Contents& contents, StoreFile&
     }
 }
 
+/** The bytes of the image that stands there. */
+uint64_t OldImageBytes(const ImageFiles& files)
+{
+    uint64_t bytes = 0;
+    std::error_code error;
+    for (unsigned number = 0; number < 1000; ++number) {
+        const uintmax_t size = std::filesystem::file_size(files.Volume(number), error);
+        bytes += error ? 0 : size;
+    }
+    return bytes;
+}
+
 /** Image and record to the medium, and in place of older ones. */
 void SaveImage(const Device& partition, const Contents& contents, const ImageFiles& files, ImageRecord& record)
 {
-    StoreFile image(files.NewImage());
+    StoreFile image(files.NewImage(), OldImageBytes(files) > 0);
     WriteContents(partition, contents, image, record);
     record.sha256 = image.Prove();
     record.bytes = image.Size();
@@ -77,18 +89,6 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
     recordFile.PutInPlace(files.Record());
     for (unsigned number = 1; number < 1000; ++number)
         unlink(files.Volume(number).c_str());
-}
-
-/** The bytes of the image that stands there. */
-uint64_t OldImageBytes(const ImageFiles& files)
-{
-    uint64_t bytes = 0;
-    std::error_code error;
-    for (unsigned number = 0; number < 1000; ++number) {
-        const uintmax_t size = std::filesystem::file_size(files.Volume(number), error);
-        bytes += error ? 0 : size;
-    }
-    return bytes;
 }
 
 void RemoveOldImage(const ImageFiles& files)
@@ -107,7 +107,7 @@ void SaveImageInItsPlace(const Device& partition, const Contents& contents, cons
     const uint64_t room = old + std::filesystem::space(std::filesystem::path(files.Record()).parent_path()).available;
     if (old == 0)
         throw noRoom;
-    if (noRoom.needed > room - room / 20) {
+    if (noRoom.needed == 0 || noRoom.needed > room - room / 50) {
         throw Failure(ExitStatus::Failed,
             std::string(noRoom.what()) + ", not even without the image of the earlier run, which stays");
     }

@@ -140,14 +140,8 @@ void Relay::StartCompressor()
 
 void Relay::Run()
 {
-    try {
-        while (compressed || !HeadComplete())
-            Step();
-    } catch (NoRoom& noRoom) {
-        noRoom.needed = static_cast<uint64_t>(
-            static_cast<double>(file.Size()) * header->DataBytes() / std::max<uint64_t>(relayed, 1));
-        throw;
-    }
+    while (compressed || !HeadComplete())
+        Step();
     // A compressor that has died would leave partclone waiting.
     source.Close();
     sink.Close();

@@ -10,15 +10,22 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
+bool IsFull(int error)
+{
+    return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
+
 constexpr uint64_t window = 8U << 20; // the writing to the medium lags behind by this much
 } // namespace
 
-StoreFile::StoreFile(const std::string& path)
+StoreFile::StoreFile(const std::string& path, bool measures)
     : path(path)
     , file(Descriptor::Open(path, O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW))
+    , measures(measures)
 {
     if (!file)
         Fail("cannot be written", errno);
@@ -32,17 +39,24 @@ StoreFile::~StoreFile()
 
 void StoreFile::Fail(const std::string& what, int error) const
 {
-    if (error == ENOSPC || error == EDQUOT || error == EFBIG)
-        throw NoRoom(ExitStatus::Failed, path + ": there is no room left on the medium");
-    throw SystemFailure(ExitStatus::Failed, path + ": " + what, error);
+    if (!IsFull(error))
+        throw SystemFailure(ExitStatus::Failed, path + ": " + what, error);
+    NoRoom noRoom(ExitStatus::Failed, path + ": there is no room left on the medium");
+    noRoom.needed = full ? size : 0;
+    throw noRoom;
 }
 
 void StoreFile::Write(const void* data, size_t count)
 {
-    if (!WriteAll(file.Get(), data, count))
-        Fail("cannot be written", errno);
-    hash.Add(data, count);
+    if (!full && !WriteAll(file.Get(), data, count)) {
+        full = IsFull(errno) && measures;
+        if (!full || ftruncate(file.Get(), 0) != 0)
+            Fail("cannot be written", errno);
+    }
     size += count;
+    if (full)
+        return;
+    hash.Add(data, count);
     // Bounds what waits in memory: the last sync is short then, and can be interrupted.
     if (size - started < window)
         return;
@@ -75,11 +89,15 @@ std::string StoreFile::ReadBack() const
 
 std::string StoreFile::Prove()
 {
+    if (full)
+        Fail("cannot be written", ENOSPC);
     const StageEnd end = RunFunction("sync", [this] {
-        return fsync(file.Get()) == 0 ? 0 : errno == ENOSPC || errno == EDQUOT ? 28 : 1;
+        return fsync(file.Get()) == 0 ? 0 : IsFull(errno) ? 2 : 1;
     });
-    if (!end.Succeeded())
-        Fail("cannot be written to the medium", end.status == 28 << 8 ? ENOSPC : EIO);
+    if (!end.Succeeded()) {
+        full = WIFEXITED(end.status) && WEXITSTATUS(end.status) == 2;
+        Fail("cannot be written to the medium", full ? ENOSPC : EIO);
+    }
     std::string written = hash.Hex();
     if (ReadBack() != written)
         throw Failure(ExitStatus::Failed, path + ": reads back differently from what was written; the medium is bad");

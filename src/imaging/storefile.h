@@ -13,7 +13,7 @@ class NoRoom : public Failure
 public:
     using Failure::Failure;
 
-    uint64_t needed = 0; ///< bytes that the whole file would take, as far as can be told
+    uint64_t needed = 0; ///< bytes that the whole file would take; 0 when that was not measured
 };
 
 /**
@@ -24,8 +24,11 @@ public:
 class StoreFile
 {
 public:
-    /** @param path where it is written meanwhile; what is there is replaced */
-    explicit StoreFile(const std::string& path);
+    /**
+     * @param path where it is written meanwhile; what is there is replaced
+     * @param measures when there is no room, what comes is counted on, and Prove() tells how much there is of it
+     */
+    explicit StoreFile(const std::string& path, bool measures = false);
     ~StoreFile();
     StoreFile(const StoreFile&) = delete;
     StoreFile& operator=(const StoreFile&) = delete;
@@ -53,5 +56,7 @@ private:
     uint64_t size = 0;
     uint64_t started = 0; ///< up to where the system was asked to write
     Sha256 hash;
+    bool measures;
+    bool full = false;
     bool placed = false;
 };
