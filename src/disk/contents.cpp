@@ -105,7 +105,8 @@ std::string JudgeBtrfs(const Device& device)
     return superblock.At(base + 96, 8) != 0 ? unclean : "";
 }
 
-/** The younger of the two checkpoints counts. */
+/** The younger of the two checkpoints counts; what was forced to the disk since then, file by file, doesn't show in it.
+ */
 std::string JudgeF2fs(const Device& device)
 {
     const Numbers superblock(device);
@@ -120,7 +121,7 @@ std::string JudgeF2fs(const Device& device)
     const uint64_t flags = superblock.At(place + 132, 4);
     if ((flags & 0x18) != 0)
         return errors;
-    return (flags & 0x1) == 0 ? unclean : "";
+    return (flags & 0x1) == 0 ? unclean : "what came after its last checkpoint cannot be told";
 }
 
 /** ntfs-3g judges log, hibernation and dirty flag as it does before mounting; its exit status tells. */
