@@ -69,7 +69,9 @@ private Q_SLOTS:
             "/dev/hdc5 : start=82, size=82, Id= 82\n"
             "/dev/hdc6\n");
         // Asks for input in vain, since that is an open pipe that nothing is written to: bash answers with 142.
-        commands.Add("norvoClonePT", "echo \"$(<\"${0%/*}/table\")\" >\"$2\"; read -rt 0.1; echo $? >\"$2.input\"");
+        commands.Add("norvoClonePT",
+            "echo \"$(<\"${0%/*}/table\")\" >\"$2\"; read -rt 0.1; echo $? >\"$2.input\"\n"
+            "[[ /proc/self/fd/1 -ef /dev/null && /proc/self/fd/2 -ef /dev/null ]]; echo $? >\"$2.output\"");
         commands.Add("norvoPartimageClone", "if [[ $2 == hdc1 ]]; then hold; exit 1; fi");
         commands.During("norvoPartimageClone", [this] {
             QVERIFY(dialog->isHidden() && !dialog->isEnabled() && !mainWindow.isEnabled());
@@ -86,6 +88,7 @@ private Q_SLOTS:
         QCOMPARE(commands.Calls(), expected);
         QCOMPARE(ReadFile(commands.dir.filePath("directories")), (QDir::currentPath().toUtf8() + '\n').repeated(9));
         QCOMPARE(ReadFile(set + '/' + prefix + "hdc.sf.input"), QByteArray("142\n"));
+        QCOMPARE(ReadFile(set + '/' + prefix + "hdc.sf.output"), QByteArray("0\n")); // which nobody reads
         QVERIFY(dialog->isHidden() && dialog->isEnabled() && mainWindow.isEnabled());
     }
 
@@ -97,7 +100,7 @@ private Q_SLOTS:
         QVERIFY(dialog->isHidden() && mainWindow.isEnabled());
         const QDate today = QDate::currentDate();
         dialog->Init(&flag);
-        QVERIFY(Text("edtDate") == today.toString("yyyyMMdd") || today != QDate::currentDate());
+        QVERIFY(Text("edtDate") == QLocale::c().toString(today, "yyyyMMdd") || today != QDate::currentDate());
         QCOMPARE(Text("edtSerial") + Text("edtSerialAgain"), QString("A12a12"));
     }
 };

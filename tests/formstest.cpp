@@ -8,6 +8,12 @@
 #include "revmanagerdlg.h"
 #include "stand.h"
 
+#include <QApplication>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QStyle>
+
 class FormsTest : public QObject
 {
     Q_OBJECT
@@ -26,38 +32,139 @@ private:
         return names.join(' ');
     }
 
+    /** What the text of a widget needs, and what there is for it. */
     static bool Fits(const QWidget* widget)
     {
-        return widget->sizeHint().width() <= widget->width();
+        const QFontMetrics font = widget->fontMetrics();
+        QSize room = widget->size(), needed = widget->sizeHint();
+        if (const auto* const button = qobject_cast<const QAbstractButton*>(widget)) {
+            needed = font.size(Qt::TextShowMnemonic, button->text());
+            if (qobject_cast<const QCheckBox*>(widget) != nullptr)
+                room -= QSize(widget->style()->pixelMetric(QStyle::PM_IndicatorWidth), 0);
+        } else if (const auto* const box = qobject_cast<const QGroupBox*>(widget)) {
+            needed = font.size(0, box->title());
+            room.setHeight(box->childrenRect().y());
+        } else if (qobject_cast<const QLabel*>(widget) == nullptr) {
+            needed = QSize(0, font.height());
+        }
+        return needed.width() <= room.width() && needed.height() <= room.height();
     }
 
-    /** No text is cut off, no picture missing, and the keyboard goes through the widgets in their order. */
-    template <class Form> static void Check(const QString& tabOrder)
+    /** Whether a text fits, and would not if its font were only a little larger. */
+    static bool IsShrunkAsNeeded(QWidget* widget, qreal points)
+    {
+        if (!Fits(widget))
+            return false;
+        const QFont font = widget->font();
+        const qreal natural = widget->objectName() == "lblTitle" ? 36 : points;
+        if (font.stretch() == QFont::Unstretched && qFuzzyCompare(font.pointSizeF(), natural))
+            return true;
+        QFont larger = font;
+        larger.setStretch(QFont::Unstretched);
+        larger.setPointSizeF(qMin(natural, font.pointSizeF() + 1));
+        widget->setFont(larger);
+        const bool needed = !Fits(widget);
+        widget->setFont(font);
+        return needed;
+    }
+
+    template <class Form> static void CheckFonts()
+    {
+        Form form(nullptr, nullptr, Qt::Window);
+        form.show();
+        const QFont before = QApplication::font();
+        for (const int points : {9, 12, 16, 9}) {
+            QFont font = before;
+            font.setPointSize(points);
+            QApplication::setFont(font);
+            QApplication::processEvents();
+            for (QWidget* widget : form.template findChildren<QWidget*>()) {
+                const bool text = !widget->property("text").toString().isEmpty() || qobject_cast<QGroupBox*>(widget);
+                if (text || qobject_cast<QLineEdit*>(widget) || qobject_cast<QComboBox*>(widget))
+                    QVERIFY2(IsShrunkAsNeeded(widget, points), qPrintable(widget->objectName()));
+            }
+        }
+        QApplication::setFont(before);
+    }
+
+    /** Name, place, text and accelerator. */
+    static QString Described(const QWidget* widget)
+    {
+        const QRect place = widget->geometry();
+        return QString("%1 %2,%3,%4,%5|")
+                   .arg(widget->objectName())
+                   .arg(place.x())
+                   .arg(place.y())
+                   .arg(place.width())
+                   .arg(place.height())
+            + widget->property("text").toString() + widget->property("title").toString() + '|'
+            + widget->property("shortcut").value<QKeySequence>().toString();
+    }
+
+    /** No picture is missing, everything is in its place, and the keyboard goes through the widgets in their order. */
+    template <class Form> static void Check(const QString& tabOrder, const QStringList& widgets)
     {
         Form form(nullptr, nullptr, Qt::Window);
         form.show();
         QVERIFY(QTest::qWaitForWindowActive(&form));
-        for (const QLabel* label : form.template findChildren<QLabel*>()) {
-            const bool picture = label->text().isEmpty();
-            QVERIFY(picture ? !label->property("pixmap").value<QPixmap>().isNull() : Fits(label));
-        }
-        for (const QCheckBox* box : form.template findChildren<QCheckBox*>())
-            QVERIFY(Fits(box));
+        for (const QLabel* label : form.template findChildren<QLabel*>())
+            QVERIFY(!label->text().isEmpty() || !label->property("pixmap").value<QPixmap>().isNull());
         for (const QPushButton* button : form.template findChildren<QPushButton*>())
             QVERIFY(!button->icon().isNull() || !button->text().isEmpty());
         QVERIFY(!form.windowIcon().isNull());
         QVERIFY(form.minimumSize() == form.size() && form.maximumSize() == form.size());
+        QCOMPARE(QString("%1 %2x%3").arg(form.windowTitle()).arg(form.width()).arg(form.height()), widgets.first());
+        for (const QString& expected : widgets.mid(1)) {
+            const QWidget* const widget = form.template findChild<QWidget*>(expected.section(' ', 0, 0));
+            QVERIFY2(widget, qPrintable(expected));
+            QCOMPARE(Described(widget), expected);
+        }
         QCOMPARE(TabOrder(form), tabOrder);
     }
 
 private Q_SLOTS:
     void areUsable()
     {
-        Check<mainDlg>("btnClone btnRestore btnRevManager");
-        Check<cloneDlg>("edtSerial edtSerialAgain edtDate btnMount btnCancel btnClone");
-        Check<restoreDlg>("cmbSerial cmbDate lstPartitions chkSwap chkGrub btnMount btnCancelRestore btnStartRestore");
-        Check<restoreoutputdlg>("txtOutput btnClose");
-        Check<revManagerDlg>("btnMount btnFormat btnCancel");
+        const QString large = "<b><font size=\"+3\" face=\"Sans Serif\">%1</font></b>\n\n<p>%2</p>|";
+        Check<mainDlg>("btnClone btnRestore btnRevManager",
+            {"Norvo Clone-Restore  512x480", "lblTitle 10,10,491,91|<p align=\"center\">Norvo Clone-Restore</p>|",
+                "lblClone 140,140,361,70|" + large.arg("Clone", "Create an Hard Disk image and store it on Iomega Rev"),
+                "lblRestore 140,260,361,71|" + large.arg("Restore", "Restore an image from Iomega Rev to Hard Disk"),
+                "lblRevManager 140,380,361,71|" + large.arg("Rev Manager", "Format and manage Iomega Rev"),
+                "btnClone 20,120,111,111||", "btnRestore 20,240,111,111||", "btnRevManager 20,360,111,111||"});
+        Check<cloneDlg>("edtSerial edtSerialAgain edtDate btnMount btnCancel btnClone",
+            {"Clone 422x170", "txtSerial 10,10,131,21|Machine serial number:|", "btnClone 340,140,70,20|Clo&ne|Alt+N",
+                "edtDate 150,70,260,21||", "grpRevStatus 10,100,80,61|Rev Status|", "ledRevStatus 10,20,20,30||",
+                "btnMount 40,20,31,31||", "lblDate 10,70,131,21|Image date:|", "btnCancel 269,140,61,21|C&ancel|Alt+A",
+                "txtSerialAgain 10,40,131,21|Reinsert serial number:|", "edtSerialAgain 150,40,261,21||",
+                "edtSerial 150,10,260,21||"});
+        Check<restoreDlg>("cmbSerial cmbDate lstPartitions chkSwap chkGrub btnMount btnCancelRestore btnStartRestore",
+            {"Restore 412x360", "lblSerial 10,10,132,21|Machine serial number:|", "lblDate 10,40,130,21|Image date:|",
+                "cmbSerial 150,10,251,21||", "cmbDate 150,40,251,21||", "lstPartitions 10,70,391,200||",
+                "chkSwap 250,280,160,21|Fromat swap partition(s)|", "chkGrub 250,300,110,21|Reinstall &GRUB|Alt+G",
+                "btnStartRestore 330,330,71,21|&Restore|Alt+R", "btnCancelRestore 250,330,71,21|C&ancel|Alt+A",
+                "grpRevStatus 10,290,81,61|Rev Status|", "ledRevStatus 10,20,21,30||", "btnMount 40,20,31,31||"});
+        Check<restoreoutputdlg>("txtOutput btnClose",
+            {"Restore output 412x250", "txtOutput 10,10,390,200||", "btnClose 330,220,71,21|C&lose|Alt+L"});
+        Check<revManagerDlg>("btnMount btnFormat btnCancel",
+            {"Rev Manager 400x440", "grpUsage 10,10,381,130|Usage|", "lblUsed 130,70,230,21|Used space:|",
+                "lblFree 130,100,230,21|Free space:|", "pxlRev 10,20,100,100||", "pgbUsage 120,30,250,22||",
+                "grpStatus 10,140,380,130|Status|", "pklStatus 10,20,101,101||",
+                "lblStatus 130,20,240,21|<p align=\"center\">Mount / Umount</p>|", "ledStatus 200,60,40,40||",
+                "btnMount 260,60,41,41||", "grpFormat 10,270,380,130|Format|", "pxlFormat 10,20,100,100||",
+                "btnFormat 210,90,70,21|&Format|Alt+F",
+                "lblFormat 120,20,251,45|<p align=\"center\"><b>Attention!</b></p>\n"
+                "<p align=\"center\">All informations stored on Rev will be lost!</p>|",
+                "btnCancel 320,410,70,21|C&ancel|Alt+A"});
+    }
+
+    void fitTheirTexts()
+    {
+        CheckFonts<mainDlg>();
+        CheckFonts<cloneDlg>();
+        CheckFonts<restoreDlg>();
+        CheckFonts<restoreoutputdlg>();
+        CheckFonts<revManagerDlg>();
     }
 };
 

@@ -5,6 +5,7 @@
 #include "stand.h"
 #include "utility.h"
 
+#include <QApplication>
 #include <QScreen>
 #include <cerrno>
 
@@ -64,9 +65,15 @@ private Q_SLOTS:
         QFETCH(bool, mounted);
         QFETCH(bool, works);
         Kernel::mountErrno = mounted ? 0 : ENOMEDIUM;
+        Kernel::onMount = [this] {
+            QVERIFY(Dialog("Clone") && Dialog("Restore") && Dialog("RevManager"));
+        };
         Start(true);
+        Kernel::onMount = nullptr;
+        window->move(200, 150);
         QWidget* const opened = Dialog(dialog);
         Press("btn" + dialog);
+        QCOMPARE(opened->pos(), Middle(window.get(), opened));
         QVERIFY(opened->isVisible() && opened->isEnabled() && !window->isEnabled());
         QVERIFY(!window->close() && window->isVisible());
         QCOMPARE(Led(opened), QString(mounted ? "green" : "red"));
@@ -83,8 +90,10 @@ private Q_SLOTS:
         Press("btn" + other);
         QCOMPARE(Led(Dialog(other)), led);
         Dialog(other)->close();
+        Kernel::calls.clear();
         QVERIFY(window->close() && Dialog(dialog) == nullptr);
-        QCOMPARE(Kernel::calls.last(), QString("umount /mnt/rev/"));
+        window.reset();
+        QCOMPARE(Kernel::calls.join('|'), QString("umount /mnt/rev/"));
     }
 
     void waitsForDf()
@@ -92,8 +101,8 @@ private Q_SLOTS:
         Start(false);
         commands.Add("df", "hold; echo Filesystem");
         commands.During("df", [this] {
-            Press("btnRevManager");
-            Press("btnRestore");
+            window->btnRevManager_clicked();
+            window->btnRestore_clicked();
             QVERIFY(window->isEnabled() && Dialog("Restore")->isHidden() && Dialog("RevManager")->isHidden());
             QVERIFY(window->close());
         });
@@ -117,12 +126,42 @@ private Q_SLOTS:
                 Child(Dialog("RevManager"), button)->click();
             QVERIFY(window->isEnabled() && Dialog("RevManager")->isHidden());
             for (const char* button : {"btnClone", "btnRestore", "btnRevManager"})
-                Press(button);
-            QVERIFY(window->isEnabled());
+                QVERIFY(!Dialog(button)->isEnabled());
             QCOMPARE(Kernel::calls, calls);
         });
         Child(Dialog("RevManager"), "btnFormat")->click();
         QCOMPARE(commands.Calls().filter("mkudffs").size(), 1);
+        QVERIFY(Dialog("btnClone")->isEnabled());
+    }
+
+    /** All windows are closed while the disk is formatted: the program ends when the operator knows how that went. */
+    void tellsTheResultBeforeItEnds()
+    {
+        Start(false);
+        commands.Add("mkudffs", "hold; exit 1");
+        Press("btnRevManager");
+        boxes.expected.append({formatQuestion});
+        boxes.ExpectError("Unable to format Rev!");
+        commands.During("mkudffs", [this] {
+            QVERIFY(Dialog("RevManager")->close() && window->close());
+        });
+        QTimer::singleShot(0, this, [this] {
+            Child(Dialog("RevManager"), "btnFormat")->click();
+        });
+        QApplication::exec();
+        QVERIFY(boxes.expected.isEmpty());
+        window.reset();
+    }
+
+    void survivesTheEndOfTheSessionInABox()
+    {
+        Start(false);
+        commands.Add("df");
+        boxes.ExpectError("Error running df command!");
+        boxes.expected.last().meanwhile = &QApplication::closeAllWindows;
+        Press("btnRevManager");
+        QVERIFY(window->isHidden() && Dialog("RevManager")->isHidden());
+        window.reset();
     }
 
     void centres()
@@ -135,6 +174,9 @@ private Q_SLOTS:
         over.resize(over.screen()->size() - QSize(101, 0));
         CenterWindow(&over);
         QCOMPARE(over.pos(), QPoint(50, 0));
+        over.resize(over.screen()->size() + QSize(61, 0));
+        CenterWindow(&over);
+        QCOMPARE(over.pos(), QPoint(-30, 0));
     }
 };
 

@@ -5,7 +5,10 @@
 #include "utility.h"
 
 #include <QProcess>
+#include <cerrno>
+#include <csignal>
 #include <fcntl.h>
+#include <mntent.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -13,6 +16,28 @@ namespace {
 const QString table = "/etc/mtab";
 const QByteArray rev = "/dev/hdb /mnt/rev/ udf defaults,rw,users,noauto 0 0\n";
 const QByteArray root = "/dev/sda1 / ext4 rw 0 1\n";
+
+/** Lowers a limit of the process for its scope. */
+class SoftLimit
+{
+public:
+    SoftLimit(__rlimit_resource resource, int value)
+        : resource(resource)
+    {
+        getrlimit(resource, &before);
+        const rlimit lower = {static_cast<rlim_t>(value), before.rlim_max};
+        setrlimit(resource, &lower);
+    }
+
+    ~SoftLimit()
+    {
+        setrlimit(resource, &before);
+    }
+
+private:
+    __rlimit_resource resource;
+    rlimit before;
+};
 } // namespace
 
 class MountTableTest : public Stand
@@ -67,19 +92,70 @@ private Q_SLOTS:
         QCOMPARE(QProcess::execute("/bin/umount", {"-n", table}), 0);
     }
 
-    void keepsTheTableWithoutATemporaryFile()
+    void keepsTheTableWhenUnmountingFails()
     {
         WriteFile(table, rev + root);
-        rlimit limit;
-        getrlimit(RLIMIT_NOFILE, &limit);
+        Kernel::umountErrno = EBUSY;
+        QVERIFY(!UmountRev());
+        QCOMPARE(ReadFile(table), rev + root);
+    }
+
+    void keepsTheTableWithoutRoom_data()
+    {
+        // how many files may be open besides the table, and how long a file may get
+        Columns<QByteArray, int, int>("before", "files", "length");
+        const QByteArray other = "/dev/sdb /a ext4 rw 0 0\n";
+        Row("no temporary file", rev + root, 0, 9999);
+        Row("temporary file cut at its last byte", rev + root + QByteArray(4097 - (rev + root).size(), '#'), 9, 4096);
+        Row("table cut", other + "  " + QByteArray(4094 - other.size(), '#'), 9, 4096); // gets a line feed at its end
+    }
+
+    void keepsTheTableWithoutRoom()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(int, files);
+        QFETCH(int, length);
+        WriteFile(table, before);
+        FILE* const stream = setmntent("/etc/mtab", "r");
         const int next = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
         close(next);
-        const rlimit onlyTheTable = {static_cast<rlim_t>(next) + 1, limit.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &onlyTheTable);
+        std::signal(SIGXFSZ, SIG_IGN);
+        const SoftLimit open(RLIMIT_NOFILE, next + files), size(RLIMIT_FSIZE, length);
+        QVERIFY(delmntent(stream, "/dev/hdb") != 0);
+        QCOMPARE(ReadFile(table), before);
+    }
+
+    void echoesWhatItKeeps_data()
+    {
+        Columns<bool, bool>("reader", "full");
+        Row("read", true, false);
+        Row("reader gone", false, false);
+        Row("reader sleeps", true, true);
+    }
+
+    void echoesWhatItKeeps()
+    {
+        QFETCH(bool, reader);
+        QFETCH(bool, full);
+        WriteFile(table, rev + root);
+        int pipe[2];
+        QCOMPARE(pipe2(pipe, O_NONBLOCK), 0);
+        const QByteArray rest(4096, '.');
+        while (full && write(pipe[1], rest.constData(), 4096) > 0) { }
+        fcntl(pipe[1], F_SETFL, 0);
+        if (!reader)
+            close(pipe[0]);
+        const int terminal = dup(STDOUT_FILENO);
+        dup2(pipe[1], STDOUT_FILENO);
         const bool unmounted = UmountRev();
-        setrlimit(RLIMIT_NOFILE, &limit);
+        dup2(terminal, STDOUT_FILENO);
         QVERIFY(unmounted);
-        QCOMPARE(ReadFile(table), rev + root);
+        QCOMPARE(ReadFile(table), root);
+        QByteArray echoed(4096, 0);
+        echoed.resize(reader ? static_cast<int>(read(pipe[0], echoed.data(), 4096)) : 0);
+        QCOMPARE(echoed == root, reader && !full);
+        for (const int descriptor : {pipe[0], pipe[1], terminal})
+            close(descriptor);
     }
 };
 

@@ -6,6 +6,7 @@
 #include "stand.h"
 #include "utf8chunks.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHeaderView>
@@ -73,6 +74,18 @@ private:
         };
         return column(Child<QComboBox>(dialog.get(), "cmbSerial")->model()) + " / "
             + column(Child<QComboBox>(dialog.get(), "cmbDate")->model()) + " / " + column(List()->model());
+    }
+
+    /** Of the part of the list that shows an item. */
+    QRgb DarkestColour(const QTreeWidgetItem* item)
+    {
+        const QImage image = List()->viewport()->grab(List()->visualItemRect(item)).toImage();
+        QRgb darkest = qRgb(255, 255, 255);
+        for (int x = 0; x < image.width(); ++x)
+            for (int y = 0; y < image.height(); ++y)
+                if (qGray(image.pixel(x, y)) < qGray(darkest))
+                    darkest = image.pixel(x, y);
+        return darkest;
     }
 
     /** The paragraphs of the transcript, with "B:" before bold ones and "R:" before red ones. */
@@ -169,6 +182,7 @@ private Q_SLOTS:
         Row("no fields", QByteArray("/dev/hdc1"), "");
         Row("no type", QByteArray("/dev/hdc1 : start= 1, size= 2"), "on|1|2||NO");
         Row("blank at the end", plain + ", bootable ", "on|1|2|83|NO");
+        Row("equals signs", QByteArray("/dev/hdc1 : start== 1, size=a= 2, Id=83"), "on|1|2|83|NO");
         Row("two separators", plain + " : more", "on|1|2|83|NO");
         Row("line ends of DOS", "#\r\n" + plain + ", bootable\r\n", "on|1|2|83|YES");
         Row("not UTF-8", "\xe4\xff\n" + plain + ", \xe4", "on|1|2|83|NO");
@@ -192,6 +206,43 @@ private Q_SLOTS:
         QVERIFY(List()->topLevelItemCount() <= 1 && Listed().startsWith("A / 2007 / "));
     }
 
+    void showsTheListWithoutScrollingAside()
+    {
+        QByteArray lines;
+        for (int n = 1; n < 10; ++n)
+            lines += "/dev/hdc" + QByteArray::number(n) + " : start=5860533168, size=5860533168, Id=8"
+                + (n == 1 ? "2\n" : "3, bootable\n");
+        Store("A", "2007", lines);
+        Open();
+        QVERIFY(List()->verticalScrollBar()->isVisible() && !List()->horizontalScrollBar()->isVisible());
+        for (int column = 0; column < 5; ++column)
+            QCOMPARE(List()->header()->sectionResizeMode(column), QHeaderView::ResizeToContents);
+        const QTreeWidgetItem* const swap = List()->topLevelItem(0);
+        QCOMPARE(DarkestColour(swap->child(0)), DarkestColour(List()->topLevelItem(1)->child(0)));
+        QVERIFY(qGray(DarkestColour(swap)) > qGray(DarkestColour(swap->child(0)))); // which is not disabled
+    }
+
+    void leavesTheSetReadBefore()
+    {
+        Store("A", "2007", "/dev/hdc2 : start= 3, size= 4, Id=82\n");
+        Store("B", "2007", "/dev/hdc2 : start= 3, size= 4, Id=83\n/dev/hdc3 : start= 7, size= 4, Id=82\n");
+        Open();
+        Pick("cmbSerial", "B");
+        for (const QFileInfo& open : QDir("/proc/self/fd").entryInfoList(QDir::Files | QDir::System))
+            QVERIFY(!open.symLinkTarget().startsWith("/mnt/rev")); // could not be unmounted
+        commands.Add("mkswap");
+        boxes.expected.append({finished});
+        Press("btnStartRestore");
+        QCOMPARE(commands.Calls().join(' '), QString("mkswap|-c|/dev/hdc3"));
+    }
+
+    void isCancelled()
+    {
+        Open();
+        Press("btnCancelRestore");
+        QVERIFY(dialog->isHidden() && mainWindow.isEnabled());
+    }
+
     void restoresInTheOrderShown()
     {
         Store("A 1", "2007");
@@ -204,7 +255,9 @@ private Q_SLOTS:
             QTest::mouseClick(List()->header()->viewport(), Qt::LeftButton, {},
                 {List()->header()->sectionViewportPosition(section) + 5, 5});
         QCOMPARE(Listed(), QString("A 1 / 2007 / hdc5|hdc4|hdc2|hdc10|hdc1"));
+        dialog->move(300, 200);
         commands.During("norvoRestorePT", [this] {
+            QCOMPARE(Output()->pos(), Middle(dialog.get(), Output()));
             QVERIFY(dialog->isHidden() && !dialog->isEnabled() && Output()->isVisible() && Output()->isEnabled());
             QVERIFY(!Output()->close() && Output()->isVisible());
         });
@@ -248,13 +301,20 @@ private Q_SLOTS:
         QVERIFY(Output()->close() && dialog->isHidden() && mainWindow.isEnabled());
     }
 
-    void followsTheTranscriptFromItsEnd()
+    void showsTheTranscript()
     {
+        const QPalette bright = QApplication::palette();
+        QApplication::setPalette(QPalette(Qt::white, Qt::black, Qt::white, Qt::black, Qt::gray, Qt::white, Qt::black));
         RestoreOutput window(&mainWindow, "Restore Output", Qt::Window);
         window.show();
+        auto* const view = Child<QTextEdit>(&window, "txtOutput");
+        QCOMPARE(view->palette().color(QPalette::Base), QColor(Qt::white)); // its texts are black
+        QApplication::setPalette(bright);
+        QCOMPARE(view->lineWrapMode(), QTextEdit::NoWrap);
         for (int i = 0; i < 100; ++i)
             window.appendOutput("line");
-        QScrollBar* const bar = Child<QTextEdit>(&window, "txtOutput")->verticalScrollBar();
+        QCOMPARE(view->document()->lastBlock().begin().fragment().charFormat().foreground().color(), QColor(Qt::black));
+        QScrollBar* const bar = view->verticalScrollBar();
         QVERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
         bar->setValue(3);
         window.appendError("line");

@@ -78,6 +78,14 @@ private Q_SLOTS:
         QVERIFY(Kernel::calls.isEmpty());
     }
 
+    void startsWithoutAValue()
+    {
+        AddDf({});
+        boxes.ExpectError("Error running df command!");
+        Open();
+        QCOMPARE(State(), QString("green|Used space:|Free space:|-1"));
+    }
+
     void mountsWhenOpened()
     {
         OpenWithUsage();

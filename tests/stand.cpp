@@ -17,6 +17,8 @@ extern "C" int mount(
 {
     Kernel::calls.append(QString("mount %1 %2 %3 %4 '%5'")
                              .arg(source, target, type, QString::number(flags), static_cast<const char*>(data)));
+    if (Kernel::onMount)
+        Kernel::onMount();
     errno = Kernel::mountErrno;
     return errno == 0 ? 0 : -1;
 }
@@ -94,6 +96,7 @@ void Boxes::Answer()
     QTest::keyClick(box, next.answer);
     box->hide(); // in case that the key left it open: the test goes on, and fails
     QCOMPARE(content.join('|'), next.box);
+    QCOMPARE(box->textFormat(), Qt::PlainText);
 }
 
 void Stand::init()
@@ -102,6 +105,7 @@ void Stand::init()
     boxes.expected.clear();
     Kernel::mountErrno = Kernel::umountErrno = 0;
     Kernel::calls.clear();
+    Kernel::onMount = nullptr;
     QDir("/mnt/rev").removeRecursively();
     QDir("/etc/mtab").removeRecursively();
     QFile::remove("/etc/mtab");

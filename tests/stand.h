@@ -18,7 +18,8 @@
 namespace Kernel {
 inline int mountErrno = 0; ///< 0 for success
 inline int umountErrno = 0;
-inline QStringList calls; ///< as "mount source target type flags data", "umount target"
+inline QStringList calls;             ///< as "mount source target type flags data", "umount target"
+inline std::function<void()> onMount; ///< called at each mount
 } // namespace Kernel
 
 inline QByteArray ReadFile(const QString& path)
@@ -32,6 +33,13 @@ inline void WriteFile(const QString& path, const QByteArray& content)
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     QVERIFY2(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), qPrintable(path));
+}
+
+/** Where `window` is when it is in the middle of `reference`. */
+inline QPoint Middle(const QWidget* reference, const QWidget* window)
+{
+    const QSize space = reference->size() - window->size();
+    return reference->pos() + QPoint(space.width() / 2, space.height() / 2);
 }
 
 /** The columns of a test's table. */

@@ -3,6 +3,7 @@
 
 #include "clone.h"
 
+#include "busy.h"
 #include "commandrunner.h"
 #include "dialogs.h"
 #include "imagestore.h"
@@ -10,6 +11,7 @@
 #include <QCloseEvent>
 #include <QDate>
 #include <QFile>
+#include <QLocale>
 #include <QTextStream>
 
 Clone::Clone(QWidget* parent, const char* name, Qt::WindowFlags fl)
@@ -26,7 +28,8 @@ Clone::~Clone() = default;
 
 void Clone::Init(bool* mounted)
 {
-    edtDate->setText(QDate::currentDate().toString(QLatin1String(ImageStore::dateFormat)));
+    // The name of a directory: its digits are the same in every country.
+    edtDate->setText(QLocale::c().toString(QDate::currentDate(), QLatin1String(ImageStore::dateFormat)));
     this->mounted = mounted;
     ShowRevState(ledRevStatus, *mounted);
 }
@@ -57,6 +60,7 @@ void Clone::btnClone_clicked()
 {
     if (!CheckInput())
         return;
+    const Busy busy;
     setEnabled(false);
     hide();
     SaveImageSet(edtSerial->text(), edtDate->text());

@@ -3,10 +3,13 @@
 
 #include "commandrunner.h"
 
+#include "busy.h"
+
 #include <QCoreApplication>
 
 void RunCommand(QProcess& process, const QStringList& command)
 {
+    const Busy busy;
     process.setProgram(command.first());
     process.setArguments(command.mid(1));
     process.start();

@@ -3,6 +3,7 @@
 
 #include "dialogs.h"
 
+#include "busy.h"
 #include "utility.h"
 
 #include <KLed>
@@ -13,11 +14,16 @@ namespace {
 void ShowBox(QMessageBox::Icon icon, QWidget* dialog, const QString& caption, const QString& text)
 {
     QMessageBox box(icon, caption, text, QMessageBox::Ok, dialog);
-    // Names from a disk may stand in the text, and may look like markup.
+    ShowBox(box);
+}
+} // namespace
+
+void ShowBox(QMessageBox& box)
+{
+    const Busy busy;
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }
-} // namespace
 
 void ShowError(QWidget* dialog, const QString& text)
 {

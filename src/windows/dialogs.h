@@ -6,11 +6,15 @@
 #include <QString>
 
 class KLed;
+class QMessageBox;
 class QWidget;
 
 // What the dialogs have in common: their message boxes, the status LED and the mount button.
 
-/** A modal critical box "Error" with OK; returns when the operator has closed it. The text is shown as it is. */
+/** Shows a box until the operator has closed it. Its text is shown as it is, even if it looks like markup. */
+void ShowBox(QMessageBox& box);
+
+/** A modal critical box "Error" with OK; returns when the operator has closed it. */
 void ShowError(QWidget* dialog, const QString& text);
 
 /** A modal information box "Finish" with OK, for the end of a long run. */

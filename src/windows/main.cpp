@@ -55,10 +55,11 @@ int main(int argc, char* argv[])
     KAboutData::setApplicationData(about);
     // Otherwise every caption would get the program's name added to it.
     QApplication::setApplicationDisplayName(QString());
-    CheckCommandLine(about);
+    if (argc > 0)
+        CheckCommandLine(about);
 
-    // The only window without a parent: the event loop ends when it is closed. It is deleted after exec() has returned,
-    // since until then a function of its dialogs may still wait for a command.
+    // The only window without a parent: the event loop ends when it is closed and no function of its dialogs waits any
+    // more. It is deleted only then.
     const auto window = std::make_unique<NorvoCloneRestore>(nullptr, nullptr, Qt::WindowFlags());
     window->Init(cloneVersion, version);
     CenterWindow(window.get());

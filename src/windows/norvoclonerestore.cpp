@@ -3,12 +3,15 @@
 
 #include "norvoclonerestore.h"
 
+#include "busy.h"
 #include "clone.h"
 #include "restore.h"
 #include "revmanager.h"
 #include "utility.h"
 
 #include <QCloseEvent>
+
+#include <utility>
 
 NorvoCloneRestore::NorvoCloneRestore(QWidget* parent, const char* name, Qt::WindowFlags fl)
     : mainDlg(parent, name, fl)
@@ -42,17 +45,27 @@ void NorvoCloneRestore::Init(bool cloneVersion, const char* version)
     restore = new Restore(this, "Restore", Qt::Window);
     revManager = new RevManager(this, "RevManager", Qt::Window);
     revMounted = MountRev();
+    connect(&BusyMonitor::Instance(), &BusyMonitor::changed, this, [this](bool busy) {
+        EnableButtons(!busy);
+    });
+}
+
+/** The buttons are disabled while a function waits: the Rev manager's format command may outlive its dialog. */
+void NorvoCloneRestore::EnableButtons(bool enabled)
+{
+    btnClone->setEnabled(enabled && cloneVersion);
+    btnRestore->setEnabled(enabled);
+    btnRevManager->setEnabled(enabled);
 }
 
 /** Shows a dialog in the middle of the main window, which is disabled until the dialog is closed. */
 template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog)
 {
-    // The Rev manager's Init() waits for a command, and its format command may outlive the dialog on the screen: until
-    // that has ended the REV disk is not to be touched from another dialog, nor is a second press to be acted on.
-    if (revManager->IsBusy())
+    if (BusyMonitor::Instance().IsBusy())
         return;
+    const Busy busy;
     dialog->Init(&revMounted);
-    if (!restore) // the main window was closed while Init() waited
+    if (leaving) // while Init() waited
         return;
     CenterWindow(this, dialog);
     setEnabled(false);
@@ -83,20 +96,21 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
         return;
     }
     e->accept();
-    Close();
+    leaving = true;
+    // A function that waits has to find its dialog alive when the wait is over. The destructor makes up for it then.
+    if (!BusyMonitor::Instance().IsBusy())
+        Close();
 }
 
 void NorvoCloneRestore::Close()
 {
+    if (std::exchange(closed, true))
+        return;
     delete clone;
     clone = nullptr;
     delete restore;
     restore = nullptr;
-    // A function of the Rev manager that waits for a command has to find its dialog alive when the wait is over. The
-    // destructor, which calls this again, runs only when none is left.
-    if (revManager && !revManager->IsBusy()) {
-        delete revManager;
-        revManager = nullptr;
-    }
+    delete revManager;
+    revManager = nullptr;
     UmountRev();
 }

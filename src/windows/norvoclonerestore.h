@@ -29,7 +29,7 @@ public:
      */
     void Init(bool cloneVersion, const char* version);
 
-    /** Releases the dialogs and unmounts the REV disk. May be called again. */
+    /** Releases the dialogs and unmounts the REV disk, once. */
     void Close();
 
 public Q_SLOTS:
@@ -40,10 +40,13 @@ public Q_SLOTS:
 
 private:
     template <class Dialog> void Open(Dialog* dialog);
+    void EnableButtons(bool enabled);
 
     Clone* clone = nullptr; ///< null in restore-only mode
     Restore* restore = nullptr;
     RevManager* revManager = nullptr;
     bool revMounted = false; ///< true while the program holds the REV disk mounted; the dialogs read and write it
     bool cloneVersion = false;
+    bool leaving = false; ///< the operator has closed the window
+    bool closed = false;  ///< Close() was called
 };

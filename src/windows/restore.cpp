@@ -3,8 +3,10 @@
 
 #include "restore.h"
 
+#include "busy.h"
 #include "commandrunner.h"
 #include "dialogs.h"
+#include "fittexts.h"
 #include "imagestore.h"
 #include "restoreoutput.h"
 #include "utility.h"
@@ -24,11 +26,12 @@ void Fill(QComboBox* box, const QStringList& names)
     }
 }
 
-/** The number behind the "=" of field `n` of a partition line, with the blanks before it but for the first. */
+/** The number behind the "= " of field `n` of a partition line; behind its "=" when that has no blank after it. */
 QString NumberText(const QString& fields, int n)
 {
-    const QString text = fields.section(QLatin1Char(','), n, n).section(QLatin1Char('='), 1, 1);
-    return text.startsWith(QLatin1Char(' ')) ? text.mid(1) : text;
+    const QString field = fields.section(QLatin1Char(','), n, n);
+    const QString blank = QStringLiteral("= ");
+    return field.section(field.contains(blank) ? blank : QStringLiteral("="), 1, 1);
 }
 } // namespace
 
@@ -46,7 +49,9 @@ Restore::Restore(QWidget* parent, const char* name, Qt::WindowFlags fl)
 
 Restore::~Restore()
 {
-    // Not left to the members' own order: the window is a child of this dialog and has to go before the dialog does.
+    // Not left to the members' own order: the window is a child of this dialog and has to go before the dialog does,
+    // and a process that is ended by its deletion has last words.
+    process->disconnect(this);
     revDir.reset();
     partitionFile.reset();
     process.reset();
@@ -111,6 +116,7 @@ void Restore::cmbDate_activated(const QString& date)
     }
     partitionFile->close();
     imagesAvailable = true;
+    FitTexts(this);
 }
 
 void Restore::ParsePartitionLine(QString line, partitionData& pd)
@@ -150,6 +156,7 @@ void Restore::AddPartition(partitionData record)
 
 void Restore::btnMount_clicked()
 {
+    const Busy busy;
     ToggleRev(this, ledRevStatus, *mounted);
     Init(mounted);
 }
@@ -164,6 +171,7 @@ void Restore::btnStartRestore_clicked()
         ShowError(this, QStringLiteral("Rev is not mounted!"));
         return;
     }
+    const Busy busy;
     CenterWindow(this, restoreOutput.get());
     setEnabled(false);
     hide();

@@ -3,6 +3,7 @@
 
 #include "revmanager.h"
 
+#include "busy.h"
 #include "commandrunner.h"
 #include "dialogs.h"
 #include "imagestore.h"
@@ -22,11 +23,10 @@ RevManager::RevManager(QWidget* parent, const char* name, Qt::WindowFlags fl)
     connect(proc.get(), &QProcess::readyReadStandardError, this, &RevManager::readFromStdErrOut);
 }
 
-RevManager::~RevManager() = default;
-
-bool RevManager::IsBusy() const
+RevManager::~RevManager()
 {
-    return proc->state() != QProcess::NotRunning;
+    // A process that is ended by its deletion has last words.
+    proc->disconnect(this);
 }
 
 void RevManager::Init(bool* mounted)
@@ -43,7 +43,10 @@ void RevManager::Init(bool* mounted)
 
 void RevManager::btnMount_clicked()
 {
-    if (IsBusy() || !ToggleRev(this, ledStatus, *mounted))
+    if (BusyMonitor::Instance().IsBusy())
+        return;
+    const Busy busy;
+    if (!ToggleRev(this, ledStatus, *mounted))
         return;
     if (*mounted)
         UpdatePgbUsage();
@@ -103,7 +106,10 @@ void RevManager::ShowUsage(const QString& dfLine)
 
 void RevManager::btnFormat_clicked()
 {
-    if (IsBusy() || !UnmountForFormat() || !ConfirmFormat())
+    if (BusyMonitor::Instance().IsBusy())
+        return;
+    const Busy busy;
+    if (!UnmountForFormat() || !ConfirmFormat())
         return;
     RunCommand(*proc, ImageStore::FormatCommand());
     const bool formatted = proc->error() != QProcess::FailedToStart && proc->exitStatus() == QProcess::NormalExit
@@ -146,7 +152,7 @@ bool RevManager::ConfirmFormat()
     QPushButton* const cancel = box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box.setDefaultButton(format);
     box.setEscapeButton(cancel);
-    box.exec();
+    ShowBox(box);
     return box.clickedButton() == format;
 }
 

@@ -26,9 +26,6 @@ public:
     /** Hides the dialog and enables the main window. */
     void Close();
 
-    /** Whether a command is being waited for; the dialog may be hidden meanwhile, but must not be deleted. */
-    bool IsBusy() const;
-
 public Q_SLOTS:
     /**
      * Prepares the dialog for one showing: mounts the REV disk if it isn't, and reads its usage.
@@ -37,7 +34,7 @@ public Q_SLOTS:
     void Init(bool* mounted);
     void btnMount_clicked() override;
 
-    /** Formats the REV disk after asking; leaves it unmounted. Returns when the command has ended. */
+    /** Formats the REV disk after asking; leaves it unmounted. Returns when the operator knows how it ended. */
     void btnFormat_clicked() override;
     void btnCancel_clicked() override;
     virtual void readFromStdErrOut();

@@ -8,12 +8,15 @@
 #include <QScreen>
 #include <QWidget>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <climits>
+#include <csignal>
 #include <iterator>
 #include <linux/magic.h>
 #include <memory>
 #include <mntent.h>
+#include <poll.h>
 #include <sstream>
 #include <string>
 #include <sys/mount.h>
@@ -64,7 +67,7 @@ std::vector<std::string> Fields(const std::string& line)
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-/** The line as it is kept: its fields joined by single blanks, or unchanged when it doesn't fit the line model. */
+/** A line as it is kept: its fields joined by single blanks, or unchanged when it doesn't fit the line model. */
 std::string KeptLine(const std::string& line, const std::vector<std::string>& fields)
 {
     static const std::vector<size_t> longest = {79, 79, 9, 79, 1, 1};
@@ -87,9 +90,66 @@ File CopyOf(FILE* table)
         return nullptr;
     for (int c = getc(table); c != EOF; c = getc(table))
         putc(c, copy.get());
-    const bool whole = !ferror(table) && fflush(copy.get()) == 0;
+    // A file system that was full for a while has lost what did not fit, and takes the rest.
+    const bool whole = !ferror(table) && fflush(copy.get()) == 0 && !ferror(copy.get());
     rewind(copy.get());
     return whole ? std::move(copy) : nullptr;
+}
+
+/** The rest of a stream; to be trusted only if that has no error afterwards. */
+std::string Text(FILE* file)
+{
+    std::string text;
+    for (int c = getc(file); c != EOF; c = getc(file))
+        text += static_cast<char>(c);
+    return text;
+}
+
+/** The lines of a mount table that are not of `device`, as they are kept. */
+std::string KeptLines(const std::string& table, const char* device)
+{
+    std::istringstream stream(table);
+    std::string kept, line;
+    while (std::getline(stream, line)) {
+        const std::vector<std::string> fields = Fields(line);
+        if (!fields.empty() && fields.front() != device)
+            kept += KeptLine(line, fields) + '\n';
+    }
+    return kept;
+}
+
+/** Makes `text` the whole content of the mount table. False, with the table in an unknown state, when that fails. */
+bool WriteMountTable(const std::string& text)
+{
+    // Not emptied before: as long as the text is not longer than the old one, a full disk can't get in its way.
+    const File file(fopen(mountTable, "r+"));
+    return file && fwrite(text.data(), 1, text.size(), file.get()) == text.size() && fflush(file.get()) == 0
+        && ftruncate(fileno(file.get()), static_cast<off_t>(text.size())) == 0 && fsync(fileno(file.get())) == 0;
+}
+
+/**
+ * Prints on standard output what it takes at once. Nobody may be reading there: that neither ends the program, as
+ * SIGPIPE would, nor holds it up.
+ */
+void Echo(const std::string& text)
+{
+    sigset_t brokenPipe, before;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &brokenPipe, &before);
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    size_t done = 0;
+    while (done < text.size() && poll(&output, 1, 0) == 1 && output.revents == POLLOUT) {
+        // As much as a pipe that can be written to takes whole.
+        const ssize_t written
+            = write(STDOUT_FILENO, text.data() + done, std::min<size_t>(text.size() - done, PIPE_BUF));
+        if (written <= 0)
+            break;
+        done += static_cast<size_t>(written);
+    }
+    const timespec none{0, 0};
+    sigtimedwait(&brokenPipe, nullptr, &none);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 } // namespace
 
@@ -123,28 +183,15 @@ int delmntent(FILE* table, const char* device)
     endmntent(table);
     if (!copy)
         return EOF;
-    const File rewritten(fopen(mountTable, "w"));
-    if (!rewritten)
+    const std::string before = Text(copy.get());
+    if (ferror(copy.get()))
         return EOF;
-
-    char* buffer = nullptr;
-    size_t size = 0;
-    for (ssize_t length = getline(&buffer, &size, copy.get()); length >= 0;
-         length = getline(&buffer, &size, copy.get())) {
-        std::string line(buffer, static_cast<size_t>(length));
-        if (line.back() == '\n')
-            line.pop_back();
-        const std::vector<std::string> fields = Fields(line);
-        if (fields.empty() || fields.front() == device)
-            continue;
-        line = KeptLine(line, fields) + '\n';
-        fwrite(line.data(), 1, line.size(), rewritten.get());
-        fwrite(line.data(), 1, line.size(), stdout);
+    const std::string kept = KeptLines(before, device);
+    if (!WriteMountTable(kept)) {
+        WriteMountTable(before);
+        return EOF;
     }
-    free(buffer);
-    fflush(stdout);
-    fflush(rewritten.get());
-    fsync(fileno(rewritten.get()));
+    Echo(kept);
     return fclose(copy.release());
 }
 

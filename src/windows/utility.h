@@ -21,8 +21,8 @@ bool MountRev();
 bool UmountRev();
 
 /**
- * Rewrites "/etc/mtab" as a copy of `table` without the entries of `device`, and prints each kept entry on standard
- * output.
+ * Rewrites "/etc/mtab" as a copy of `table` without the entries of `device`. Once that is on the disk, each kept entry
+ * is printed on standard output as well, unless nobody takes it there.
  *
  * Kept entries are written with single blanks between their fields. Those that don't fit the six fields of a
  * mount-table line, or are longer than old tools read (79 characters for device, mount point and options, 9 for the

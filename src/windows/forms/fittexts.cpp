@@ -4,30 +4,118 @@
 #include "fittexts.h"
 
 #include <QCheckBox>
+#include <QComboBox>
+#include <QEvent>
+#include <QGroupBox>
+#include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QStyleOption>
+#include <QTreeWidget>
 
 namespace {
-void FitText(QWidget* widget)
+constexpr int mostCondensed = 80;   ///< in percent of the font's width; beyond that a smaller font is read more easily
+constexpr qreal smallestFont = 5.0; ///< in points
+constexpr char ownFont[] = "ownFont"; ///< property of a widget: the font that the form was built with
+
+QSize TextSize(const QWidget* widget, const QString& text)
 {
-    QFont font = widget->font();
-    // Narrower than half its width no text can be read.
-    for (int stretch = QFont::Unstretched; stretch >= QFont::UltraCondensed; stretch -= 2) {
-        font.setStretch(stretch);
-        widget->setFont(font);
-        if (widget->sizeHint().width() <= widget->width())
+    return widget->fontMetrics().size(Qt::TextShowMnemonic, text);
+}
+
+QSize RoomOfButton(const QAbstractButton* button, QStyle::SubElement contents)
+{
+    QStyleOptionButton option;
+    option.initFrom(button);
+    // Text may reach into a frame above and below, which is drawn before it.
+    const QSize available(button->style()->subElementRect(contents, &option, button).width(), button->height());
+    return available - TextSize(button, button->text());
+}
+
+/** The title stands above the widgets in the box. */
+QSize RoomOfTitle(const QGroupBox* box)
+{
+    const int top = box->childrenRect().top();
+    const int margin = box->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, box);
+    return QSize(box->width() - 2 * margin, top) - TextSize(box, box->title());
+}
+
+QSize RoomOfList(QTreeWidget* list)
+{
+    list->header()->resizeSections(QHeaderView::ResizeToContents);
+    const int bar = list->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, list);
+    return {list->width() - 2 * list->frameWidth() - bar - list->header()->length(), 0};
+}
+
+/** What is left of a widget's room when its text is in it; negative where it doesn't fit. */
+QSize RoomOf(QWidget* widget)
+{
+    if (auto* const label = qobject_cast<QLabel*>(widget))
+        return label->text().isEmpty() ? QSize(0, 0) : label->size() - label->sizeHint();
+    if (auto* const box = qobject_cast<QCheckBox*>(widget))
+        return RoomOfButton(box, QStyle::SE_CheckBoxContents);
+    if (auto* const button = qobject_cast<QPushButton*>(widget))
+        return RoomOfButton(button, QStyle::SE_PushButtonContents);
+    if (auto* const box = qobject_cast<QGroupBox*>(widget))
+        return RoomOfTitle(box);
+    if (auto* const list = qobject_cast<QTreeWidget*>(widget))
+        return RoomOfList(list);
+    if (qobject_cast<QLineEdit*>(widget) || qobject_cast<QComboBox*>(widget))
+        return {0, widget->height() - widget->fontMetrics().height()};
+    return {0, 0};
+}
+
+void FitText(QWidget* widget, const QFont& formFont)
+{
+    if (!widget->property(ownFont).isValid())
+        widget->setProperty(ownFont, widget->testAttribute(Qt::WA_SetFont) ? widget->font() : QFont());
+    // Taken from the form, not from the widget that this one lies in, which may have been given a smaller one.
+    QFont font = widget->property(ownFont).value<QFont>().resolve(formFont);
+    int stretch = QFont::Unstretched;
+    font.setStretch(stretch);
+    // Some desktops give their font's size in pixels.
+    font.setPointSizeF(font.pointSizeF() > 0 ? font.pointSizeF() : QFontInfo(font).pointSizeF());
+    widget->setFont(font);
+    for (QSize room = RoomOf(widget); room.width() < 0 || room.height() < 0; room = RoomOf(widget)) {
+        if (room.width() < 0 && stretch > mostCondensed)
+            font.setStretch(stretch -= 2);
+        else if (font.pointSizeF() > smallestFont)
+            font.setPointSizeF(font.pointSizeF() - 0.25);
+        else
             return;
+        widget->setFont(font);
     }
 }
+
+/** Fits the texts of its parent, a form, whenever that changes its looks. */
+class TextFitter : public QObject
+{
+public:
+    explicit TextFitter(QWidget* form)
+        : QObject(form)
+    {
+        form->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* form, QEvent* event) override
+    {
+        if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+            FitTexts(static_cast<QWidget*>(form));
+        return false;
+    }
+};
 } // namespace
 
 void FitTexts(QWidget* form)
 {
-    const auto labels = form->findChildren<QLabel*>();
-    for (QLabel* label : labels) {
-        if (!label->text().isEmpty())
-            FitText(label);
+    static const QString name = QStringLiteral("textFitter");
+    if (!form->findChild<QObject*>(name, Qt::FindDirectChildrenOnly))
+        (new TextFitter(form))->setObjectName(name);
+    const auto widgets = form->findChildren<QWidget*>();
+    for (QWidget* widget : widgets) {
+        const bool ofForm = widget->parentWidget() == form || qobject_cast<QGroupBox*>(widget->parentWidget());
+        if (ofForm && !widget->isWindow())
+            FitText(widget, form->font());
     }
-    const auto checkBoxes = form->findChildren<QCheckBox*>();
-    for (QCheckBox* box : checkBoxes)
-        FitText(box);
 }

@@ -6,7 +6,9 @@
 class QWidget;
 
 /**
- * Condenses the letters of those labels and check boxes of a form whose text is wider than the widget, until it fits.
- * The forms have fixed positions, while the width of a text depends on the desktop's fonts. Family and size stay.
+ * Fits the texts of a form into its widgets, now and whenever the form's font or style changes: the forms have fixed
+ * positions, while the size of a text depends on the desktop's fonts. A text that has room is shown in the form's font,
+ * or the one that its widget was given when the form was built; another one is condensed and made smaller, as far as
+ * it takes. To be called again when a text or the list's contents have changed.
  */
 void FitTexts(QWidget* form);

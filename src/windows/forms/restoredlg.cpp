@@ -8,6 +8,7 @@
 
 #include <QHeaderView>
 #include <QMouseEvent>
+#include <QStyledItemDelegate>
 #include <QtDebug>
 
 namespace {
@@ -33,10 +34,36 @@ public:
     }
 
 protected:
+    /** Without the place for the sort indicator that the toolkit gives to each section: it is in the first alone. */
+    QSize sectionSizeFromContents(int section) const override
+    {
+        QSize size = QHeaderView::sectionSizeFromContents(section);
+        if (section != 0)
+            size.rwidth() -= style()->pixelMetric(QStyle::PM_HeaderMarkSize, nullptr, this);
+        return size;
+    }
+
     void mousePressEvent(QMouseEvent* e) override
     {
         if (logicalIndexAt(Position(e)) == 0)
             QHeaderView::mousePressEvent(e);
+    }
+};
+
+/** Draws what stands below a disabled row as usual: the toolkit takes it for disabled, too. */
+class RowsOwnState : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        if (!index.parent().isValid())
+            return;
+        option->state |= QStyle::State_Enabled;
+        option->palette.setCurrentColorGroup(QPalette::Active);
     }
 };
 } // namespace
@@ -51,6 +78,7 @@ restoreDlg::restoreDlg(QWidget* parent, const char* name, Qt::WindowFlags fl)
     setWindowIcon(img0);
     btnMount->setIcon(img1);
     lstPartitions->setHeader(new FirstSectionHeader(lstPartitions));
+    lstPartitions->setItemDelegate(new RowsOwnState(lstPartitions));
     lstPartitions->setSortingEnabled(true);
     lstPartitions->sortByColumn(0, Qt::AscendingOrder);
     restoreDlg::languageChange();

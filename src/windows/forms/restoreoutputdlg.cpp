@@ -3,6 +3,7 @@
 
 #include "restoreoutputdlg.h"
 
+#include "fittexts.h"
 #include "formimage.h"
 
 #include <QtDebug>
@@ -14,6 +15,11 @@ restoreoutputdlg::restoreoutputdlg(QWidget* parent, const char* name, Qt::Window
     setObjectName(QString::fromUtf8(name));
     setupUi(this);
     setWindowIcon(img0);
+    // Its texts are black and red, whatever colours the desktop has.
+    QPalette paper = txtOutput->palette();
+    paper.setColor(QPalette::Base, Qt::white);
+    paper.setColor(QPalette::Text, Qt::black);
+    txtOutput->setPalette(paper);
     restoreoutputdlg::languageChange();
     resize(baseSize().expandedTo(minimumSizeHint()));
 }
@@ -26,4 +32,5 @@ void restoreoutputdlg::btnClose_clicked()
 void restoreoutputdlg::languageChange()
 {
     retranslateUi(this);
+    FitTexts(this);
 }
