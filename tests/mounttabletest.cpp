@@ -104,9 +104,9 @@ private Q_SLOTS:
     {
         // how many files may be open besides the table, and how long a file may get
         Columns<QByteArray, int, int>("before", "files", "length");
-        const QByteArray other = "/dev/sdb /a ext4 rw 0 0\n";
+        const QByteArray other = "/dev/sdb\t/a ext4 rw 0 0\n"; // becomes another text of the same length
         Row("no temporary file", rev + root, 0, 9999);
-        Row("temporary file cut at its last byte", rev + root + QByteArray(4097 - (rev + root).size(), '#'), 9, 4096);
+        Row("temporary file full", rev + root + QByteArray(4097 - (rev + root).size(), '#'), 9, 4095);
         Row("table cut", other + "  " + QByteArray(4094 - other.size(), '#'), 9, 4096); // gets a line feed at its end
     }
 
