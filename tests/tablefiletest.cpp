@@ -88,9 +88,7 @@ private Q_SLOTS:
         damaged("garbage", QByteArray("\x7f\0\1\2/\xff\n", 7), "the line of partition 1 is missing");
         damaged("cut in a line", whole.left(whole.size() - 1), "the last line is cut");
         damaged("cut between lines", primaries, "the line of partition 4 is missing");
-        damaged("beginning is missing", empty4 + logical5, "the line of partition 1 is missing");
         damaged("doubled", whole + logical5, "the line of partition 5 is doubled or out of order");
-        damaged("twice", whole + whole, "the line of partition 1 is doubled");
         damaged("out of order", primaries + logical5 + empty4, "the line of partition 4 is missing");
         damaged("another disk", whole + With(logical5, "hdc5", "hdd6"), "not a partition of the disk hdc");
         damaged("overlap", With(whole, "2048, size= 8192", "2048, size= 8193"),
