@@ -87,7 +87,8 @@ make_content() { # DEVICE KIND
 take_stock() {
     local out=$LAB_OUT/$1 number
     shift
-    mkdir -p "$out"
+    rm -rf "$out"
+    mkdir "$out"
     head -c 512 "$disk" | sha256sum >"$out/boot-sector"
     sfdisk --dump "$disk" >"$out/partition-table"
     wipefs "$disk" >"$out/signatures"
@@ -103,7 +104,6 @@ take_stock() {
 
 # check_stock TEXT NAME NUMBER...: what take_stock finds on these is what it kept by that name.
 check_stock() {
-    rm -rf "$LAB_OUT/after"
     take_stock after "${@:3}"
     check "$1" diff -r "$LAB_OUT/$2" "$LAB_OUT/after"
 }
