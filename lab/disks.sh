@@ -87,7 +87,8 @@ make_content() { # DEVICE KIND
 take_stock() {
     local out=$LAB_OUT/$1 number
     shift
-    mkdir -p "$out"
+    rm -rf "$out"
+    mkdir "$out"
     head -c 512 "$disk" | sha256sum >"$out/boot-sector"
     sfdisk --dump "$disk" >"$out/partition-table"
     wipefs "$disk" >"$out/signatures"
@@ -99,6 +100,12 @@ take_stock() {
             sha256sum <"$disk$number" >"$out/hdc$number"
         fi
     done
+}
+
+# check_stock TEXT NAME NUMBER...: what take_stock finds on these is what it kept by that name.
+check_stock() {
+    take_stock after "${@:3}"
+    check "$1" diff -r "$LAB_OUT/$2" "$LAB_OUT/after"
 }
 
 # type_of NUMBER: of what is on that partition.
@@ -144,6 +151,12 @@ make_oddities() {
     setfattr -n trusted.note -v 'kept too' odd
 }
 
+# load_mapper [MODULE...]: for dmsetup, and further modules of the kernel's. There is no udev in the lab.
+load_mapper() {
+    modprobe -a dm_mod "$@"
+    export DM_DISABLE_UDEV=1
+}
+
 # use_as_disk NAME: the hard disk's nodes lead to this device of the kernel's and its partitions.
 use_as_disk() {
     local entry number device
@@ -157,9 +170,10 @@ use_as_disk() {
     done
 }
 
-# wipe_disk: nothing of what was on the hard disk is left, also beyond its partition table.
+# wipe_disk [SIZE]: nothing of what was on the hard disk is left, also beyond its partition table; of this much, it is
+# looked at as well.
 wipe_disk() {
     blkdiscard -f "$disk" 2>/dev/null # it tells that it was forced
     blockdev --rereadpt "$disk"
-    cmp -n "$(blockdev --getsize64 "$disk")" "$disk" /dev/zero
+    cmp -n "${1:-32M}" "$disk" /dev/zero
 }

@@ -23,6 +23,22 @@ set_holds() {
         <(find . -type f ! -name '*.sum' \( -empty -printf '%P is empty\n' -o -printf '%P\n' \) | sort)
 }
 
+# note_set: for check_set TEXT, which sees that the files of the set selected are still those, and no others.
+note_set() {
+    sha256sum -- * >/run/noted-set
+}
+
+check_set() {
+    check "$1" diff /run/noted-set <(sha256sum -- *)
+}
+
+# damage FILE: one bit in its middle.
+damage() {
+    local place=$(($(stat -c %s "$1") / 2)) byte
+    byte=$(od -An -tu1 -j "$place" -N 1 "$1")
+    printf '%b' "$(printf '\\x%02x' "$((byte ^ 1))")" | dd of="$1" bs=1 seek="$place" conv=notrunc status=none
+}
+
 # partitions_of_set TYPES: the names of the partitions in use in the set's partition table whose type fits, in order.
 partitions_of_set() {
     sed -nE "/size= +0,/d; s#^/dev/([^ ]+) : .*, Id=($1)(,.*)?\$#\1#p" <"${prefix}hdc.sf"
@@ -82,12 +98,13 @@ try_faults() {
     done
 }
 
-check_refusal() { # NAME PATTERN COMMAND...
+# check_refusal NAME PATTERN COMMAND...: the pattern fits exit status and message, as in "65 norvoRestorePT: ...".
+check_refusal() {
     local status=0 message=$LAB_OUT/message
     "${@:3}" >/dev/null 2>"$message" || status=$?
     say "$1: $(<"$message")"
     [[ $status -ne 0 ]] || fail "$1: the command reports success"
-    [[ $(wc -l <"$message") -eq 1 && $(<"$message") =~ $2 ]] || fail "$1: this is not the message expected"
+    [[ $(wc -l <"$message") -eq 1 && "$status $(<"$message")" =~ $2 ]] || fail "$1: this is not the message expected"
 }
 
 # release_disks: from what a fault can put them to.
