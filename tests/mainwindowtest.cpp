@@ -155,12 +155,12 @@ private Q_SLOTS:
 
     void survivesTheEndOfTheSessionInABox()
     {
-        Start(false);
-        commands.Add("df");
-        boxes.ExpectError("Error running df command!");
+        Start(true);
+        Press("btnClone");
+        boxes.ExpectError("Machine serial number cannot be empty!");
         boxes.expected.last().meanwhile = &QApplication::closeAllWindows;
-        Press("btnRevManager");
-        QVERIFY(window->isHidden() && Dialog("RevManager")->isHidden());
+        Child(Dialog("Clone"), "btnClone")->click();
+        QVERIFY(window->isHidden() && Dialog("Clone")->isHidden());
         window.reset();
     }
 

@@ -308,12 +308,12 @@ private Q_SLOTS:
         RestoreOutput window(&mainWindow, "Restore Output", Qt::Window);
         window.show();
         auto* const view = Child<QTextEdit>(&window, "txtOutput");
-        QCOMPARE(view->palette().color(QPalette::Base), QColor(Qt::white)); // its texts are black
+        QCOMPARE(view->palette().color(QPalette::Base), QColor(Qt::white));
+        QCOMPARE(view->palette().color(QPalette::Text), QColor(Qt::black));
         QApplication::setPalette(bright);
         QCOMPARE(view->lineWrapMode(), QTextEdit::NoWrap);
         for (int i = 0; i < 100; ++i)
             window.appendOutput("line");
-        QCOMPARE(view->document()->lastBlock().begin().fragment().charFormat().foreground().color(), QColor(Qt::black));
         QScrollBar* const bar = view->verticalScrollBar();
         QVERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
         bar->setValue(3);

@@ -21,9 +21,7 @@ RestoreOutput::RestoreOutput(QWidget* parent, const char* name, Qt::WindowFlags 
 
 void RestoreOutput::appendOutput(const QString& text)
 {
-    QTextCharFormat format;
-    format.setForeground(Qt::black);
-    Append(text, format);
+    Append(text, QTextCharFormat());
 }
 
 void RestoreOutput::appendError(const QString& text)
@@ -36,7 +34,6 @@ void RestoreOutput::appendError(const QString& text)
 void RestoreOutput::appendCommand(const QString& text)
 {
     QTextCharFormat format;
-    format.setForeground(Qt::black);
     format.setFontWeight(QFont::Bold);
     Append(text, format);
 }

@@ -34,15 +34,6 @@ public:
     }
 
 protected:
-    /** Without the place for the sort indicator that the toolkit gives to each section: it is in the first alone. */
-    QSize sectionSizeFromContents(int section) const override
-    {
-        QSize size = QHeaderView::sectionSizeFromContents(section);
-        if (section != 0)
-            size.rwidth() -= style()->pixelMetric(QStyle::PM_HeaderMarkSize, nullptr, this);
-        return size;
-    }
-
     void mousePressEvent(QMouseEvent* e) override
     {
         if (logicalIndexAt(Position(e)) == 0)
