@@ -94,7 +94,11 @@ public:
     {
         fdisk_set_ask(context.get(), Answer, &complaints);
         fdisk_save_user_sector_size(context.get(), place.sectorBytes, place.sectorBytes);
-        Check(fdisk_assign_device(context.get(), path.c_str(), readOnly ? 1 : 0), "cannot be opened");
+        int result = fdisk_assign_device(context.get(), path.c_str(), readOnly ? 1 : 0);
+        // It looks for other signatures too, and gives up where a sector that might have one can't be read.
+        if (result == -EIO && readOnly && fdisk_enable_listonly(context.get(), 1) == 0)
+            result = fdisk_assign_device(context.get(), path.c_str(), 1);
+        Check(result, path + " cannot be looked at");
     }
 
     fdisk_context* Get() const
