@@ -407,6 +407,9 @@ private Q_SLOTS:
         QTest::addColumn<unsigned>("type");
         QTest::newRow("file system") << QStringList{"mkfs.ext4", "-q", "-F"} << 0U;
         QTest::newRow("FAT") << QStringList{"mkfs.vfat"} << 0U;
+        QTest::newRow("FAT, its boot code looks like a table") << QStringList{"sh", "-c",
+            "mkfs.vfat $0 && printf '\\0\\1\\1\\0\\203\\1\\1\\0\\1\\0\\0\\0\\100\\0\\0\\0' | dd of=$0 bs=1 seek=446 "
+            "conv=notrunc"} << 0U;
         QTest::newRow("swap") << QStringList{"mkswap", "-q", "-L", "a b", "-U", gptDisk} << 0x82U;
     }
 

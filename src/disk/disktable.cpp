@@ -241,16 +241,7 @@ void ApplyNative(const TablePlace& place, const std::string& native)
     if (stream != nullptr)
         fclose(stream);
     context.Check(result, "the saved table cannot be understood");
-    fdisk_table* table = fdisk_script_get_table(script.get());
-    if (table == nullptr || fdisk_table_is_empty(table) != 0) {
-        // libfdisk leaves the disk alone when a script has no partition, the label included.
-        context.Check(
-            fdisk_create_disklabel(context.Get(), fdisk_script_get_header(script.get(), "label")), "no table");
-        context.Check(fdisk_apply_script_headers(context.Get(), script.get()), "the saved table does not fit");
-        fdisk_set_script(context.Get(), nullptr); // they would keep each other
-    } else {
-        context.Check(fdisk_apply_script(context.Get(), script.get()), "the saved table does not fit");
-    }
+    context.Check(fdisk_apply_script(context.Get(), script.get()), "the saved table does not fit");
     context.Check(fdisk_write_disklabel(context.Get()), "the table cannot be written");
 }
 
