@@ -346,7 +346,11 @@ private Q_SLOTS:
     void disksWithoutATable()
     {
         const std::vector<std::vector<std::string>> commands
-            = {{"mkfs.ext4", "-q", "-F"}, {"mkfs.vfat"}, {"mkswap", "-q", "-L", "a b", "-U", gptDisk}};
+            = {{"mkfs.ext4", "-q", "-F"}, {"mkfs.vfat"}, {"mkswap", "-q", "-L", "a b", "-U", gptDisk},
+                // FAT whose boot code looks like a table
+                {"sh", "-c",
+                    "mkfs.vfat $0 && printf '\\0\\1\\1\\0\\203\\1\\1\\0\\1\\0\\0\\0\\100\\0\\0\\0' | "
+                    "dd of=$0 bs=1 seek=446 conv=notrunc status=none"}};
         for (std::vector<std::string> command : commands) {
             const Device source = New("hdc", std::string(4U << 20, '\0'));
             command.push_back(source.path);

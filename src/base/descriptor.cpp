@@ -5,6 +5,7 @@
 
 #include "failure.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -83,6 +84,7 @@ std::string ReadFile(const std::string& path, size_t most)
     if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
         throw Failure(ExitStatus::Damaged, path + ": this is not a file");
     std::string text;
+    text.reserve(std::min<uint64_t>(status.st_size, most));
     char buffer[65536];
     for (;;) {
         const ssize_t count = ReadAt(file.Get(), buffer, sizeof buffer, text.size());

@@ -71,7 +71,6 @@ void StopRequest::Watch()
         if (before.sa_handler != SIG_IGN) // as under nohup
             sigaction(signal, &action, nullptr);
     }
-    std::signal(SIGPIPE, SIG_IGN);
 }
 
 int StopRequest::Descriptor()

@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "process.h"
 #include "progress.h"
+#include "worker.h"
 
 #include <algorithm>
 #include <cctype>
@@ -59,24 +60,15 @@ void PrepareEnvironment()
             dup2(nothing, descriptor);
     }
     umask(022);
+    for (const char* options : {"LBZIP2", "BZIP2", "BZIP"}) // lbzip2 would add them to its own
+        unsetenv(options);
 }
-} // namespace
 
-int RunCommandMain(
-    int argc, char** argv, const std::string& synopsis, const std::function<void(const std::vector<std::string>&)>& run)
+/** That of `run`, or what it throws as one line on standard error and an exit status. */
+int ExitStatusOf(const std::function<int()>& run)
 {
-    const std::string path = argc > 0 ? argv[0] : "norvo";
-    const std::string name = path.substr(path.rfind('/') + 1);
-    SetCommandName(name);
     try {
-        const size_t count = synopsis.empty() ? 0 : std::count(synopsis.begin(), synopsis.end(), ' ') + 1;
-        // First, so that --progress-fd means a descriptor that the caller has opened.
-        const std::vector<std::string> arguments
-            = ParseArguments(argc, argv, "usage: " + name + (synopsis.empty() ? "" : " " + synopsis), count);
-        PrepareEnvironment();
-        StopRequest::Watch();
-        run(arguments);
-        return 0;
+        return run();
     } catch (const Failure& failure) {
         Warn(failure.what());
         return static_cast<int>(failure.status);
@@ -86,4 +78,27 @@ int RunCommandMain(
         Warn(std::string("an unexpected error: ") + error.what());
         return static_cast<int>(ExitStatus::Failed);
     }
+}
+} // namespace
+
+int RunCommandMain(
+    int argc, char** argv, const std::string& synopsis, const std::function<void(const std::vector<std::string>&)>& run)
+{
+    const std::string path = argc > 0 ? argv[0] : "norvo";
+    const std::string name = path.substr(path.rfind('/') + 1);
+    SetCommandName(name);
+    std::signal(SIGPIPE, SIG_IGN); // the exit status tells all, also when nobody listens any more
+    return ExitStatusOf([&] {
+        const size_t count = synopsis.empty() ? 0 : std::count(synopsis.begin(), synopsis.end(), ' ') + 1;
+        // First, so that --progress-fd means a descriptor that the caller has opened.
+        const std::vector<std::string> arguments
+            = ParseArguments(argc, argv, "usage: " + name + (synopsis.empty() ? "" : " " + synopsis), count);
+        PrepareEnvironment();
+        return RunInWorker([&] {
+            return ExitStatusOf([&] {
+                run(arguments);
+                return 0;
+            });
+        });
+    });
 }

@@ -21,7 +21,7 @@ int main(int argc, char** argv)
         NeedRevDisk(folder);
         if (!folder.empty() && !std::filesystem::is_directory(folder))
             throw Failure(ExitStatus::Missing, folder.string() + ": no such directory");
-        const Device disk = Device::Find(arguments[0]);
+        const Device disk = Device::FindDisk(arguments[0]);
         const DiskLock lock(disk);
         TableFile table = DescribeDisk(disk);
         for (const std::string& warning : table.warnings)

@@ -85,6 +85,8 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
     const std::string text = record.Text();
     recordFile.Write(text.data(), text.size());
     recordFile.Prove();
+    // An image without a record is tested in full; beside the older record, should it come to that, it is refused.
+    unlink(files.Record().c_str());
     image.PutInPlace(files.Volume(0));
     recordFile.PutInPlace(files.Record());
     for (unsigned number = 1; number < 1000; ++number)
@@ -104,12 +106,18 @@ void SaveImageInItsPlace(const Device& partition, const Contents& contents, cons
     ImageRecord& record, const NoRoom& noRoom)
 {
     const uint64_t old = OldImageBytes(files);
-    const uint64_t room = old + std::filesystem::space(std::filesystem::path(files.Record()).parent_path()).available;
+    const uint64_t left = std::filesystem::space(std::filesystem::path(files.Record()).parent_path()).available;
     if (old == 0)
         throw noRoom;
-    if (noRoom.needed == 0 || noRoom.needed > room - room / 50) {
+    if (noRoom.needed == 0 || noRoom.needed > left + old - (left + old) / 50) {
         throw Failure(ExitStatus::Failed,
             std::string(noRoom.what()) + ", not even without the image of the earlier run, which stays");
+    }
+    // A file system that can't read its own list of free blocks any more has no room either.
+    if (noRoom.needed < left / 2) {
+        throw Failure(ExitStatus::Failed,
+            std::string(noRoom.what())
+                + ", though most of it is free: it is failing; the image of the earlier run stays");
     }
     Warn(files.Volume(0) + ": there is no room for the new image of " + partition.name
         + " beside that of an earlier run; the earlier one is removed");

@@ -85,7 +85,7 @@ int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "DISK FILE", [](const std::vector<std::string>& arguments) {
         TableFile table = TableFile::Read(arguments[1]);
-        const Device disk = Device::Find(arguments[0]);
+        const Device disk = Device::FindDisk(arguments[0]);
         DiskLock lock(disk);
         RefuseUnfitDisk(table, disk);
         RefuseUse(disk, Access::Write);

@@ -99,6 +99,14 @@ Device Device::Find(const std::string& name)
     return device;
 }
 
+Device Device::FindDisk(const std::string& name)
+{
+    Device device = Find(name);
+    if (FindKernelPartition(device.number))
+        throw Failure(ExitStatus::Refused, device.path + " is a partition; name its disk");
+    return device;
+}
+
 Device Device::OfFile(const std::string& path)
 {
     Device device;

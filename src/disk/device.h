@@ -25,6 +25,9 @@ struct Device
      */
     static Device Find(const std::string& name);
 
+    /** The same, and a Failure with `Refused` where it is a partition: a table in it would overwrite what it holds. */
+    static Device FindDisk(const std::string& name);
+
     /** An image file in place of a disk. */
     static Device OfFile(const std::string& path);
 };

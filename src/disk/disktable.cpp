@@ -94,7 +94,11 @@ public:
     {
         fdisk_set_ask(context.get(), Answer, &complaints);
         fdisk_save_user_sector_size(context.get(), place.sectorBytes, place.sectorBytes);
-        Check(fdisk_assign_device(context.get(), path.c_str(), readOnly ? 1 : 0), "cannot be opened");
+        int result = fdisk_assign_device(context.get(), path.c_str(), readOnly ? 1 : 0);
+        // It looks for other signatures too, and gives up where a sector that might have one can't be read.
+        if (result == -EIO && readOnly && fdisk_enable_listonly(context.get(), 1) == 0)
+            result = fdisk_assign_device(context.get(), path.c_str(), 1);
+        Check(result, path + " cannot be looked at");
     }
 
     fdisk_context* Get() const
@@ -237,16 +241,7 @@ void ApplyNative(const TablePlace& place, const std::string& native)
     if (stream != nullptr)
         fclose(stream);
     context.Check(result, "the saved table cannot be understood");
-    fdisk_table* table = fdisk_script_get_table(script.get());
-    if (table == nullptr || fdisk_table_is_empty(table) != 0) {
-        // libfdisk leaves the disk alone when a script has no partition, the label included.
-        context.Check(
-            fdisk_create_disklabel(context.Get(), fdisk_script_get_header(script.get(), "label")), "no table");
-        context.Check(fdisk_apply_script_headers(context.Get(), script.get()), "the saved table does not fit");
-        fdisk_set_script(context.Get(), nullptr); // they would keep each other
-    } else {
-        context.Check(fdisk_apply_script(context.Get(), script.get()), "the saved table does not fit");
-    }
+    context.Check(fdisk_apply_script(context.Get(), script.get()), "the saved table does not fit");
     context.Check(fdisk_write_disklabel(context.Get()), "the table cannot be written");
 }
 

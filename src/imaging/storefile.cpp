@@ -24,17 +24,14 @@ constexpr uint64_t window = 8U << 20; // the writing to the medium lags behind b
 
 StoreFile::StoreFile(const std::string& path, bool measures)
     : path(path)
+    , guard([&path] {
+        unlink(path.c_str());
+    })
     , file(Descriptor::Open(path, O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW))
     , measures(measures)
 {
     if (!file)
         Fail("cannot be written", errno);
-}
-
-StoreFile::~StoreFile()
-{
-    if (!placed && file)
-        unlink(path.c_str());
 }
 
 void StoreFile::Fail(const std::string& what, int error) const
@@ -108,7 +105,7 @@ void StoreFile::PutInPlace(const std::string& place)
 {
     if (rename(path.c_str(), place.c_str()) != 0)
         throw SystemFailure(ExitStatus::Failed, place + ": cannot be put in place", errno);
-    placed = true;
+    guard.Done();
     const std::string parent = std::filesystem::path(place).parent_path();
     const Descriptor folder = Descriptor::Open(parent.empty() ? "." : parent, O_RDONLY | O_DIRECTORY);
     if (!folder || fsync(folder.Get()) != 0)

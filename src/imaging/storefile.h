@@ -6,6 +6,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "sha256.h"
+#include "writeguard.h"
 
 /** There is no room left for a file. */
 class NoRoom : public Failure
@@ -19,7 +20,7 @@ public:
 /**
  * A file of an image set in the making: written beside its place, forced to the medium, read back from there and
  * compared, and only then put in place. Until then an older file of that name stays; one that is never put in place is
- * removed.
+ * removed, whatever ends this process.
  */
 class StoreFile
 {
@@ -29,7 +30,6 @@ public:
      * @param measures when there is no room, what comes is counted on, and Prove() tells how much there is of it
      */
     explicit StoreFile(const std::string& path, bool measures = false);
-    ~StoreFile();
     StoreFile(const StoreFile&) = delete;
     StoreFile& operator=(const StoreFile&) = delete;
 
@@ -52,11 +52,11 @@ private:
     std::string ReadBack() const;
 
     std::string path;
+    WriteGuard guard; // before there is a file
     Descriptor file;
     uint64_t size = 0;
     uint64_t started = 0; ///< up to where the system was asked to write
     Sha256 hash;
     bool measures;
     bool full = false;
-    bool placed = false;
 };

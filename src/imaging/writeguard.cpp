@@ -15,8 +15,19 @@
 #include <unistd.h>
 
 namespace {
+void MakeUseless(const Device& partition)
+{
+    std::string cleared;
+    try {
+        WipeSignatures(partition);
+    } catch (const Failure& failure) {
+        cleared = std::string("; ") + failure.what();
+    }
+    Warn(partition.path + ": the writing broke off, what is on it now is useless; restore it again" + cleared);
+}
+
 /** In a process of its own: waits for the last writer's end, or for the word that all is well. */
-[[noreturn]] void Watch(int life, const Device& device)
+[[noreturn]] void Watch(int life, const std::function<void()>& undo)
 {
     setsid();
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGPIPE})
@@ -24,31 +35,31 @@ namespace {
     char word = 0;
     ssize_t count = 0;
     while ((count = read(life, &word, 1)) < 0 && errno == EINTR) { }
-    if (count == 1)
-        _exit(0);
-    std::string cleared;
-    try {
-        WipeSignatures(device);
-    } catch (const Failure& failure) {
-        cleared = std::string("; ") + failure.what();
-    }
-    Warn(device.path + ": the writing broke off, what is on it now is useless; restore it again" + cleared);
-    _exit(1);
+    if (count != 1)
+        undo();
+    _exit(0);
 }
 } // namespace
 
-WriteGuard::WriteGuard(const Device& device)
+WriteGuard::WriteGuard(const Device& partition)
+    : WriteGuard([&partition] {
+        MakeUseless(partition);
+    })
+{
+}
+
+WriteGuard::WriteGuard(const std::function<void()>& undo)
 {
     int ends[2];
     if (pipe(ends) != 0)
-        throw SystemFailure(ExitStatus::Failed, device.path + ": the writing cannot be watched", errno);
+        throw SystemFailure(ExitStatus::Failed, "the writing cannot be watched", errno);
     fcntl(ends[0], F_SETFD, FD_CLOEXEC);
     watcher = fork();
     if (watcher < 0)
-        throw SystemFailure(ExitStatus::Failed, device.path + ": the writing cannot be watched", errno);
+        throw SystemFailure(ExitStatus::Failed, "the writing cannot be watched", errno);
     if (watcher == 0) {
         close(ends[1]);
-        Watch(ends[0], device);
+        Watch(ends[0], undo);
     }
     close(ends[0]);
     life = ends[1];

@@ -6,19 +6,24 @@
 #include "descriptor.h"
 #include "device.h"
 
+#include <functional>
+
 #include <sys/types.h>
 
-/**
- * Watches over the writing of a partition. A half-written file system can be mounted and looks sound, so whatever ends
- * the writing early, the kill of this process included, its signatures are cleared when the last writer is gone, and
- * one line says that the partition is useless.
- */
+/** Watches over writing: something is done when it ends early, whatever ends it, the kill of this process included. */
 class WriteGuard
 {
 public:
-    explicit WriteGuard(const Device& device);
+    /** @param undo called in a process of its own, when the last writer is gone */
+    explicit WriteGuard(const std::function<void()>& undo);
 
-    /** The writing has not come to its end unless Done() was called. Waits for the clearing, less than a second. */
+    /**
+     * A half-written file system can be mounted and looks sound, so the partition's signatures are cleared, and one
+     * line says that it is useless.
+     */
+    explicit WriteGuard(const Device& partition);
+
+    /** The writing has not come to its end unless Done() was called. Waits for the undoing, less than a second. */
     ~WriteGuard();
     WriteGuard(const WriteGuard&) = delete;
     WriteGuard& operator=(const WriteGuard&) = delete;

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cctype>
 #include <limits>
+#include <numeric>
 #include <sstream>
 
 namespace {
@@ -153,8 +154,10 @@ public:
             CheckSeal();
         else if (text.back() != '\n')
             Damaged("the last line is cut");
-        std::istringstream stream(text);
-        for (std::string line; std::getline(stream, line);) {
+        for (size_t begin = 0; begin < text.size();) {
+            const size_t end = std::min(text.find('\n', begin), text.size());
+            std::string line = text.substr(begin, end - begin);
+            begin = end + 1;
             if (!line.empty() && line.back() == '\r' && !sealed)
                 line.pop_back();
             if (line.rfind('/', 0) == 0)
@@ -181,7 +184,9 @@ private:
         if (last == std::string::npos || text.size() != last + 20 + 64 + 1 || text.back() != '\n')
             Damaged("the partition table in it is cut or damaged");
         file.seal = text.substr(last + 20, 64);
-        if (Sha256Of(text.substr(0, last + 1)) != file.seal)
+        Sha256 hash;
+        hash.Add(text.data(), last + 1);
+        if (hash.Hex() != file.seal)
             Damaged("the partition table in it is cut or damaged");
     }
 
@@ -365,12 +370,19 @@ std::string TableFile::Text()
     std::istringstream script(native);
     for (std::string line; std::getline(script, line);)
         text << "# native: " << line << "\n";
+    std::string all = text.str();
+    // No second copy of raw bytes that may be many, not even while the text grows.
+    all.reserve(std::accumulate(raw.begin(), raw.end(), all.size() + 128, [](size_t sum, const RawArea& area) {
+        return sum + 128 + area.bytes.size() * 3 / 2;
+    }));
     for (const RawArea& area : raw) {
         const QByteArray packed = qCompress(QByteArray::fromRawData(area.bytes.data(), area.bytes.size()), 9);
-        text << "# raw: " << area.offset << " " << area.bytes.size() << " " << packed.toBase64().toStdString() << "\n";
+        all += "# raw: " + std::to_string(area.offset) + " " + std::to_string(area.bytes.size()) + " ";
+        all += packed.toBase64().toStdString() + "\n";
     }
-    seal = Sha256Of(text.str());
-    return text.str() + "# complete: sha256 " + seal + "\n";
+    seal = Sha256Of(all);
+    all += "# complete: sha256 " + seal + "\n";
+    return all;
 }
 
 TableFile TableFile::Parse(const std::string& text, const std::string& path)
