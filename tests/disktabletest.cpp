@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
+#include "bootcode.h"
 #include "contents.h"
 #include "diskimages.h"
 #include "savedtable.h"
@@ -198,6 +199,10 @@ private Q_SLOTS:
             for (const uint64_t record : made.records)
                 Copy(made.bytes, expected, record, 1);
             QVERIFY2(Content(target.path) == expected, qPrintable(QString("round %1").arg(round)));
+            QVERIFY(IsBootTrackAsSaved(target, file));
+            const uint64_t place = chance.Number(0, made.bootTrack * 512 - 73); // not in the table itself
+            expected[place < 440 ? place : place + 72] ^= 1;
+            QVERIFY(!IsBootTrackAsSaved(New("target", expected), file));
         }
     }
 

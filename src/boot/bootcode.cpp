@@ -23,6 +23,8 @@ constexpr size_t jumpEnd = 3;
 constexpr size_t coreSectorPlace = 0x5c;
 constexpr size_t codeBegin = 0x68;
 constexpr size_t codeEnd = 0x1b8;
+constexpr size_t firstTypePlace = 0x1c2;
+constexpr char protectiveType = '\xee'; // the table is a GPT
 
 // Within the core's first two sectors GRUB writes the list of blocks and the boot device.
 constexpr size_t changedInCore = 2 * sectorSize;
@@ -112,6 +114,32 @@ bool IsBootCodeWhole(const Device& disk, const std::string& folder)
         return false;
     const std::string core = ReadCore(node, Number(sector, coreSectorPlace, 8), coreImage.size());
     return SameRange(core, coreImage, changedInCore, coreImage.size());
+}
+
+bool IsBootTrackAsSaved(const Device& disk, const TableFile& table)
+{
+    if (table.raw.empty() || table.raw.front().offset != 0)
+        return false;
+    const Descriptor node = Descriptor::Open(disk.path, O_RDONLY);
+    const std::string& saved = table.raw.front().bytes;
+    if (!SameRange(ReadSectors(node, 0, sectorSize), saved, 0, codeEnd)
+        || saved.find_first_not_of('\0') >= codeEnd) // no boot code was there
+        return false;
+    const bool isGpt = saved.size() >= sectorSize && saved[firstTypePlace] == protectiveType;
+    // With a GPT the core is in a partition, which may not have been restored.
+    if (isGpt
+        && ReadSectors(node, Number(saved, coreSectorPlace, 8), sectorSize).find_first_not_of('\0')
+            == std::string::npos)
+        return false;
+    uint64_t track = isGpt ? 0 : table.diskBytes;
+    for (const TableLine& line : table.lines)
+        track = line.size > 0 ? std::min(track, line.start * table.sectorBytes) : track;
+    return std::all_of(table.raw.begin(), table.raw.end(), [&](const RawArea& area) {
+        const size_t begin = area.offset == 0 ? sectorSize : 0;
+        const std::string& bytes = area.bytes;
+        return area.offset >= track || bytes.size() <= begin
+            || SameRange(ReadSectors(node, area.offset / sectorSize, bytes.size()), bytes, begin, bytes.size());
+    });
 }
 
 EfiLoaders FindEfiLoaders(const std::string& folder)

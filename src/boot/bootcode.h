@@ -4,6 +4,7 @@
 #pragma once
 
 #include "device.h"
+#include "tablefile.h"
 
 #include <string>
 
@@ -14,6 +15,12 @@
  * @param folder a folder i386-pc of an installed GRUB
  */
 bool IsBootCodeWhole(const Device& disk, const std::string& folder);
+
+/**
+ * Whether the disk has the boot code of an image set and, with a DOS table, all that stood between it and the first
+ * partition. Also true of boot loaders other than GRUB; false where the set has none of this.
+ */
+bool IsBootTrackAsSaved(const Device& disk, const TableFile& table);
 
 /** The UEFI boot loaders in a folder that has the contents of an EFI system partition. */
 struct EfiLoaders

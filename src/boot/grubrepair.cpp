@@ -267,7 +267,7 @@ std::string RepairBootLoader(const Device& disk, const std::vector<DiskPartition
             text += "; " + reason;
         throw Failure(ExitStatus::Refused, text);
     }
-    const BootNeeds needs = BootNeeds::Of(disk, partitions);
+    const BootNeeds needs = BootNeeds::Of(disk, partitions, findings);
     std::string installed = Repair(disk, partitions, *findings.system).Run(needs);
     for (const DiskPartition& partition : partitions)
         FlushDevice(partition.device);

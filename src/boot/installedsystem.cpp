@@ -157,6 +157,7 @@ private:
             grub.hasConfig = IsFile(top, folder + "grub.cfg");
             for (const char* core : {"i386-pc/core.img", "x86_64-efi/core.efi", "x86_64-efi/grub.efi"})
                 grub.installed = std::max(grub.installed, TimeOf(top, folder + core));
+            findings.hasBiosGrub = findings.hasBiosGrub || TimeOf(top, folder + "i386-pc/core.img") > 0;
             if (grub.hasConfig || grub.installed > 0)
                 grubs.push_back(grub);
         }
@@ -253,7 +254,18 @@ Findings LookAtDisk(const Device& disk, const std::vector<DiskPartition>& partit
     return Look(disk, partitions).Run();
 }
 
-BootNeeds BootNeeds::Of(const Device& disk, const std::vector<DiskPartition>& partitions)
+std::vector<std::string> HiddenPartitions(const std::vector<DiskPartition>& partitions)
+{
+    static const std::set<std::string> types = {"LVM2_member", "crypto_LUKS", "linux_raid_member", "zfs_member"};
+    std::vector<std::string> hidden;
+    for (const DiskPartition& partition : partitions) {
+        if (types.count(partition.contents.type) != 0)
+            hidden.push_back(partition.device.path);
+    }
+    return hidden;
+}
+
+BootNeeds BootNeeds::Of(const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings)
 {
     const auto any = [&partitions](bool (DiskPartition::*is)() const) {
         return std::any_of(partitions.begin(), partitions.end(), [is](const DiskPartition& p) {
@@ -261,7 +273,8 @@ BootNeeds BootNeeds::Of(const Device& disk, const std::vector<DiskPartition>& pa
         });
     };
     BootNeeds needs;
-    needs.bios = ProbeContents(disk).partitionTable == "dos" || any(&DiskPartition::IsBiosBoot);
+    needs.bios = (ProbeContents(disk).partitionTable == "dos" || any(&DiskPartition::IsBiosBoot))
+        && (findings.hasBiosGrub || !findings.loaders.any);
     needs.uefi = any(&DiskPartition::IsEfiSystem);
     if (!needs.bios && !needs.uefi) {
         throw Failure(

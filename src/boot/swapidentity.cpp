@@ -90,31 +90,35 @@ void WarnOfMissing(const std::vector<DiskPartition>& partitions, const Fstab& fs
 }
 } // namespace
 
-std::vector<SwapIdentity> ReadSwapIdentities(const std::string& folder, const std::string& disk)
+TableFile ReadSavedTable(const std::string& folder, const std::string& disk)
 {
     const std::string path = FindTable(folder, disk);
     if (path.empty())
         return {};
     try {
-        return TableFile::Read(path).swaps;
+        return TableFile::Read(path);
     } catch (const Failure& failure) {
         Warn(std::string(failure.what()) + "; the swap areas' old identifiers are not known from there");
         return {};
     }
 }
 
-void RestoreSwapIdentities(
-    std::vector<DiskPartition> partitions, const std::vector<SwapIdentity>& saved, const Fstab& fstab)
+void RestoreSwapIdentities(std::vector<DiskPartition> partitions, const TableFile& saved, const Fstab& fstab)
 {
     for (DiskPartition& partition : partitions) {
         if (!IsSwap(partition))
             continue;
         const Contents& contents = partition.contents;
-        if (const SwapIdentity* identity = FindSaved(saved, partition.number)) {
+        if (const SwapIdentity* identity = FindSaved(saved.swaps, partition.number)) {
             if (identity->uuid != contents.uuid || identity->label != contents.label)
                 SetIdentity(partition, *identity, "from the image set");
         } else if (const auto asked = IdentityFromFstab(partition, partitions, fstab)) {
             SetIdentity(partition, *asked, "from /etc/fstab");
+        } else if (saved.saved.empty() && fstab.entries.empty()) {
+            // Sets that name their run have all identities there were.
+            Warn(partition.device.path
+                + ": neither the image set nor an /etc/fstab that can be read tells the swap "
+                  "area's old identifier; a system that asks for it waits at its start: set it with swaplabel -U");
         }
     }
     WarnOfMissing(partitions, fstab);

@@ -9,14 +9,13 @@
 #include <string>
 #include <vector>
 
-/** The swap areas' identities that the image set in this folder has recorded for the disk; none where it has no table.
- */
-std::vector<SwapIdentity> ReadSwapIdentities(const std::string& folder, const std::string& disk);
+/** The partition table that the image set in this folder has saved of the disk; an empty one where it has none. */
+TableFile ReadSavedTable(const std::string& folder, const std::string& disk);
 
 /**
  * Gives swap areas that were made again the identities back by which the restored system finds them; it would wait for
  * them at every start otherwise. Where the set has none recorded, the system's file system table tells, if it leaves no
- * doubt. Says what was done, and warns of a swap area that the system will not find. A Failure with `Failed` or `Tool`.
+ * doubt. Says what was done, and warns of a swap area that the system will not find, or may not. A Failure with
+ * `Failed` or `Tool`.
  */
-void RestoreSwapIdentities(
-    std::vector<DiskPartition> partitions, const std::vector<SwapIdentity>& saved, const Fstab& fstab);
+void RestoreSwapIdentities(std::vector<DiskPartition> partitions, const TableFile& saved, const Fstab& fstab);

@@ -21,9 +21,30 @@
 namespace {
 constexpr char diskName[] = "hdc";
 
-void RestoreBootLoader(const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings)
+/** With nothing to look into or to install from, what was saved is all there is to go by. */
+void JudgeHidden(
+    const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings, const TableFile& saved)
 {
-    if (findings.system && BootNeeds::Of(disk, partitions).AreMet(findings))
+    const std::string where = HiddenPartitions(partitions).front();
+    const BootNeeds needs = BootNeeds::Of(disk, partitions, findings);
+    if ((needs.bios && !IsBootTrackAsSaved(disk, saved)) || (needs.uefi && !findings.loaders.any)) {
+        throw Failure(ExitStatus::Refused,
+            disk.path + ": nothing shows that the boot loader is whole, and the system on " + where
+                + " (LVM, RAID or encrypted) cannot be opened to repair it; run grub-install in it from a rescue "
+                  "system");
+    }
+    Say(disk.name + ": the boot loader is as it was saved; the system on " + where
+        + " (LVM, RAID or encrypted) cannot be looked into");
+    if (needs.uefi && !needs.bios && !findings.loaders.removable)
+        Warn(disk.path + ": on another machine the firmware has to be told of the boot loader");
+}
+
+void RestoreBootLoader(
+    const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings, const TableFile& saved)
+{
+    if (!findings.system && !HiddenPartitions(partitions).empty())
+        JudgeHidden(disk, partitions, findings, saved);
+    else if (findings.system && BootNeeds::Of(disk, partitions, findings).AreMet(findings))
         Say(disk.name + ": the boot loader came back whole, nothing to repair");
     else
         Say(disk.name + ": GRUB installed " + RepairBootLoader(disk, partitions, findings));
@@ -37,19 +58,19 @@ int main(int argc, char** argv)
         NeedCommands({"chroot"});
         const DiskLock lock(disk);
         RefuseUse(disk, Access::Write);
-        const std::vector<SwapIdentity> swaps = ReadSwapIdentities(".", disk.name);
+        const TableFile saved = ReadSavedTable(".", disk.name);
         const std::vector<DiskPartition> partitions = FindPartitions(disk);
         EnterMountSpace();
         const Findings findings = LookAtDisk(disk, partitions);
         std::optional<Failure> failed;
         try {
-            RestoreBootLoader(disk, partitions, findings);
+            RestoreBootLoader(disk, partitions, findings, saved);
         } catch (const Failure& failure) {
             failed = failure;
         }
         // Also for a system that is going to be started by other means.
         try {
-            RestoreSwapIdentities(partitions, swaps, findings.system ? findings.system->fstab : Fstab());
+            RestoreSwapIdentities(partitions, saved, findings.system ? findings.system->fstab : Fstab());
         } catch (const Failure& failure) {
             if (!failed)
                 throw;
