@@ -68,6 +68,11 @@ void Say(const std::string& text)
     Write(STDOUT_FILENO, Printable(text) + "\n");
 }
 
+const std::string& CommandName()
+{
+    return commandName;
+}
+
 void SetCommandName(const std::string& name)
 {
     commandName = name;

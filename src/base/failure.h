@@ -42,4 +42,5 @@ void Warn(const std::string& text);
 void Say(const std::string& text);
 
 /** The name that the lines of Warn() begin with. */
+const std::string& CommandName();
 void SetCommandName(const std::string& name);

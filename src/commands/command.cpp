@@ -59,6 +59,8 @@ void PrepareEnvironment()
         if (fcntl(descriptor, F_GETFD) < 0)
             dup2(nothing, descriptor);
     }
+    if (nothing > STDERR_FILENO)
+        close(nothing);
     umask(022);
     for (const char* options : {"LBZIP2", "BZIP2", "BZIP"}) // lbzip2 would add them to its own
         unsetenv(options);
@@ -81,24 +83,25 @@ int ExitStatusOf(const std::function<int()>& run)
 }
 } // namespace
 
+int RunFrame(int argc, char** argv, const std::function<int()>& work)
+{
+    const std::string path = argc > 0 ? argv[0] : "norvo";
+    SetCommandName(path.substr(path.rfind('/') + 1));
+    std::signal(SIGPIPE, SIG_IGN); // the exit status tells all, also when nobody listens any more
+    PrepareEnvironment();
+    return ExitStatusOf([&work] {
+        return RunInWorker([&work] {
+            return ExitStatusOf(work);
+        });
+    });
+}
+
 int RunCommandMain(
     int argc, char** argv, const std::string& synopsis, const std::function<void(const std::vector<std::string>&)>& run)
 {
-    const std::string path = argc > 0 ? argv[0] : "norvo";
-    const std::string name = path.substr(path.rfind('/') + 1);
-    SetCommandName(name);
-    std::signal(SIGPIPE, SIG_IGN); // the exit status tells all, also when nobody listens any more
-    return ExitStatusOf([&] {
+    return RunFrame(argc, argv, [&] {
         const size_t count = synopsis.empty() ? 0 : std::count(synopsis.begin(), synopsis.end(), ' ') + 1;
-        // First, so that --progress-fd means a descriptor that the caller has opened.
-        const std::vector<std::string> arguments
-            = ParseArguments(argc, argv, "usage: " + name + (synopsis.empty() ? "" : " " + synopsis), count);
-        PrepareEnvironment();
-        return RunInWorker([&] {
-            return ExitStatusOf([&] {
-                run(arguments);
-                return 0;
-            });
-        });
+        run(ParseArguments(argc, argv, "usage: " + CommandName() + (synopsis.empty() ? "" : " " + synopsis), count));
+        return 0;
     });
 }

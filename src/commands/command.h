@@ -8,12 +8,18 @@
 #include <vector>
 
 /**
- * The frame of a command: its arguments, the request to end, and its exit status. Standard input is never read: the
- * program's is a pipe that is never written to. Options come before the first argument only, since an argument may
+ * The frame of every command: its environment, the request to end, and its exit status. Standard input is never read:
+ * the program's is a pipe that is never written to.
+ *
+ * @param work gives the exit status; a Failure that it throws becomes one line on standard error and its own status
+ */
+int RunFrame(int argc, char** argv, const std::function<int()>& work);
+
+/**
+ * The same for a command that the program calls. Options come before the first argument only, since an argument may
  * begin with a hyphen too: --progress-fd N.
  *
  * @param synopsis the arguments in words, as "DISK FILE"; one word each
- * @param run the work; a Failure that it throws becomes one line on standard error and the exit status
  */
 int RunCommandMain(int argc, char** argv, const std::string& synopsis,
     const std::function<void(const std::vector<std::string>&)>& run);

@@ -54,21 +54,13 @@ TableLine FindLine(const Device& partition, const Device& disk, const TableFile&
     return *line;
 }
 
-/** That the image is the one of this partition in this set. Records of earlier versions don't say. */
+/** That the image is the one of this partition in this set. */
 void CheckIdentity(const ImageRecord& record, const TableFile& table, const TableLine& line, const std::string& path)
 {
-    const std::string name = PartitionName(table.disk, line.number);
-    if (record.partition.empty()) {
-        if (!line.IsExtended() && record.partitionBytes != line.size * table.sectorBytes)
-            throw Failure(ExitStatus::Refused, path + ": the image is of a partition of another size than " + name);
-        return;
-    }
-    if (record.partition != name || record.start != line.start || record.size != line.size) {
-        throw Failure(ExitStatus::Refused,
-            path + ": the image is that of " + record.partition + " at sector " + std::to_string(record.start)
-                + ", not of " + name + " at " + std::to_string(line.start));
-    }
-    if (record.table.size() == 64 && !table.seal.empty() && record.table != table.seal) {
+    const std::string mismatch = record.Mismatch(table, line);
+    if (!mismatch.empty())
+        throw Failure(ExitStatus::Refused, path + ": " + mismatch);
+    if (record.IsOfEarlierRun(table)) {
         Warn(path + ": the image is of an earlier run (" + record.saved + ") than the partition table of its set ("
             + table.saved + "): the later run could not save this partition");
     }

@@ -74,6 +74,19 @@ ImageRecord ImageRecord::Read(const std::string& path)
     return record;
 }
 
+std::string ImageRecord::Mismatch(const TableFile& setTable, const TableLine& line) const
+{
+    const std::string name = PartitionName(setTable.disk, line.number);
+    if (partition.empty()) { // a record of an earlier version
+        const bool same = line.IsExtended() || partitionBytes == line.size * setTable.sectorBytes;
+        return same ? "" : "the image is of a partition of another size than " + name;
+    }
+    if (partition == name && start == line.start && size == line.size)
+        return "";
+    return "the image is that of " + partition + " at sector " + std::to_string(start) + ", not of " + name + " at "
+        + std::to_string(line.start);
+}
+
 ImageFiles::ImageFiles(const std::string& folder, const std::string& partition, const std::string& base)
     : path(folder + "/" + base)
 {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "tablefile.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -49,6 +51,15 @@ public:
 
     /** A Failure with `Damaged` when the file at `path` is not a whole record. */
     static ImageRecord Read(const std::string& path);
+
+    /** Why the image is not that of this partition of its set's table, "the image is ..."; empty when it is. */
+    [[nodiscard]] std::string Mismatch(const TableFile& setTable, const TableLine& line) const;
+
+    /** Whether the image was there before the run that made its set's table. Earlier versions' records don't say. */
+    [[nodiscard]] bool IsOfEarlierRun(const TableFile& setTable) const
+    {
+        return table.size() == 64 && !setTable.seal.empty() && table != setTable.seal;
+    }
 };
 
 /** All that the image of an extended partition holds: the container itself is saved with the partition table. */

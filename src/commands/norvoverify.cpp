@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+// norvoVerify [--deep] [--json] [--store DIR] [SERIAL [DATE]]: tells whether the image sets on the REV disk are there
+// and whole. Nothing is written.
+
+#include "command.h"
+#include "failure.h"
+#include "process.h"
+#include "setcheck.h"
+#include "use.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <filesystem>
+
+#include <getopt.h>
+#include <unistd.h>
+
+namespace {
+constexpr char usage[] = "usage: norvoVerify [--deep] [--json] [--store DIR] [SERIAL [DATE]]";
+
+// Exit statuses of this command; scripts ask it a question.
+constexpr int allGood = 0;
+constexpr int notAllGood = 1;
+constexpr int notChecked = 2;
+
+struct Request
+{
+    bool deep = false;
+    bool json = false;
+    std::string store = "/mnt/rev";
+    std::string serial;
+    std::string date;
+};
+
+Request ParseRequest(int argc, char** argv)
+{
+    static const option options[] = {{"deep", no_argument, nullptr, 'd'}, {"json", no_argument, nullptr, 'j'},
+        {"store", required_argument, nullptr, 's'}, {nullptr, 0, nullptr, 0}};
+    Request request;
+    opterr = 0;
+    for (int found = getopt_long(argc, argv, "+", options, nullptr); found != -1;
+         found = getopt_long(argc, argv, "+", options, nullptr)) {
+        if (found == 'd')
+            request.deep = true;
+        else if (found == 'j')
+            request.json = true;
+        else if (found == 's')
+            request.store = optarg;
+        else
+            throw Failure(ExitStatus::Usage, usage);
+    }
+    const std::vector<std::string> names(argv + std::min(optind, argc), argv + argc);
+    if (names.size() > 2 || std::count(names.begin(), names.end(), "") > 0)
+        throw Failure(ExitStatus::Usage, usage);
+    request.serial = names.empty() ? "" : names.front();
+    request.date = names.size() < 2 ? "" : names.back();
+    return request;
+}
+
+struct CheckedSet
+{
+    ImageSet set;
+    std::vector<CheckedPart> parts;
+
+    [[nodiscard]] Verdict Worst() const
+    {
+        Verdict worst = Verdict::Good;
+        for (const CheckedPart& part : parts)
+            worst = std::max(worst, part.verdict);
+        return worst;
+    }
+};
+
+/** On a terminal, what is being checked, until the next text takes its place. */
+void ShowProgress(const std::string& text)
+{
+    if (isatty(STDERR_FILENO) == 0)
+        return;
+    const std::string line = "\r\x1b[K" + Printable(text);
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+}
+
+std::vector<CheckedSet> CheckSets(const Request& request)
+{
+    std::vector<CheckedSet> checked;
+    for (const ImageSet& set : FindSets(request.store, request.serial, request.date)) {
+        const auto begin = [&set](const std::string& part) {
+            ShowProgress("checking " + set.serial + " " + set.date + ": " + part);
+        };
+        checked.push_back({set, CheckSet(set, request.deep, begin)});
+    }
+    ShowProgress("");
+    return checked;
+}
+
+void PrintTable(const std::vector<CheckedSet>& sets)
+{
+    for (const CheckedSet& checked : sets) {
+        const Verdict worst = checked.Worst();
+        Say(checked.set.serial + " " + checked.set.date + ": "
+            + (worst == Verdict::Good              ? "complete and good"
+                    : worst == Verdict::Unrecorded ? "complete; not all of it has a record to compare it with"
+                                                   : "NOT complete"));
+        for (const CheckedPart& part : checked.parts) {
+            std::string line = "  " + part.name;
+            line.resize(std::max<size_t>(line.size() + 1, 20), ' ');
+            line += Name(part.verdict);
+            if (!part.remark.empty())
+                line += ": " + part.remark;
+            Say(line);
+        }
+    }
+}
+
+QString Text(const std::string& text)
+{
+    return QString::fromStdString(Printable(text));
+}
+
+void PrintJson(const std::vector<CheckedSet>& sets)
+{
+    QJsonArray list;
+    for (const CheckedSet& checked : sets) {
+        QJsonArray parts;
+        for (const CheckedPart& part : checked.parts) {
+            parts.append(QJsonObject{{QStringLiteral("name"), Text(part.name)},
+                {QStringLiteral("verdict"), Text(Name(part.verdict))}, {QStringLiteral("remark"), Text(part.remark)}});
+        }
+        list.append(QJsonObject{{QStringLiteral("serial"), Text(checked.set.serial)},
+            {QStringLiteral("date"), Text(checked.set.date)}, {QStringLiteral("verdict"), Text(Name(checked.Worst()))},
+            {QStringLiteral("parts"), parts}});
+    }
+    const QJsonDocument document(QJsonObject{{QStringLiteral("sets"), list}});
+    const QByteArray text = document.toJson(QJsonDocument::Compact);
+    Say(text.toStdString());
+}
+
+int Verify(int argc, char** argv)
+{
+    const Request request = ParseRequest(argc, argv);
+    NeedCommands({"lbzip2", "partclone.chkimg"});
+    NeedRevDisk(request.store);
+    if (!std::filesystem::is_directory(request.store))
+        throw Failure(ExitStatus::Missing, request.store + ": no such directory");
+    const std::vector<CheckedSet> sets = CheckSets(request);
+    if (sets.empty() && !request.serial.empty())
+        throw Failure(
+            ExitStatus::Missing, request.store + " has no image set of " + request.serial + " " + request.date);
+    if (request.json)
+        PrintJson(sets);
+    else if (sets.empty())
+        Say(request.store + " has no image sets");
+    else
+        PrintTable(sets);
+    const bool good = !sets.empty() && std::all_of(sets.begin(), sets.end(), [](const CheckedSet& checked) {
+        return checked.Worst() <= Verdict::Unrecorded;
+    });
+    return good ? allGood : notAllGood;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const int status = RunFrame(argc, argv, [argc, argv] {
+        return Verify(argc, argv);
+    });
+    return status <= notAllGood || status > 128 ? status : notChecked;
+}

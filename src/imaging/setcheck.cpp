@@ -1,0 +1,238 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "setcheck.h"
+
+#include "descriptor.h"
+#include "failure.h"
+#include "imagereader.h"
+#include "tablefile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+
+namespace fs = std::filesystem;
+
+namespace {
+constexpr char diskName[] = "hdc";
+constexpr size_t sectorSize = 512;
+
+/** The names of the folders in a folder, in order. */
+std::vector<std::string> Folders(const std::string& folder)
+{
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename();
+        if (entry.is_directory() && name.front() != '.' && name != "lost+found")
+            names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+uint32_t Number(const std::string& bytes, size_t place)
+{
+    uint32_t number = 0;
+    for (size_t i = 4; i > 0; --i)
+        number = number << 8 | static_cast<unsigned char>(bytes[place + i - 1]);
+    return number;
+}
+
+/** Whether the partitions in the boot sector are those of the table; that of a GPT has one that covers the disk. */
+bool Fits(const std::string& bootSector, const TableFile& table)
+{
+    const bool gpt = table.native.compare(0, 10, "label: gpt") == 0;
+    bool covered = false;
+    bool same = true;
+    for (unsigned number = 1; number <= 4; ++number) {
+        const size_t entry = 446 + 16 * (number - 1);
+        const TableLine* const line = table.Find(number);
+        const bool used = Number(bootSector, entry + 12) != 0;
+        covered = covered || (used && bootSector[entry + 4] == '\xee');
+        same = same && used == (line != nullptr)
+            && (!used || Number(bootSector, entry + 8) == static_cast<uint32_t>(line->start));
+    }
+    return gpt ? covered : same;
+}
+
+/** Checks one set, and keeps what the parts have to do with each other. */
+class SetChecker
+{
+public:
+    SetChecker(const ImageSet& set, bool deep, const std::function<void(const std::string&)>& begin)
+        : set(set)
+        , deep(deep)
+        , begin(begin)
+    {
+    }
+
+    std::vector<CheckedPart> Run()
+    {
+        Check("partition table", [this](CheckedPart& part) {
+            CheckTable(part);
+        });
+        Check("boot sector", [this](CheckedPart& part) {
+            CheckBootSector(part);
+        });
+        for (const TableLine& line : table ? table->lines : std::vector<TableLine>()) {
+            if (line.size == 0 || line.IsSwap())
+                continue;
+            Check(PartitionName(table->disk, line.number), [this, &line](CheckedPart& part) {
+                CheckImage(part, line);
+            });
+        }
+        return parts;
+    }
+
+private:
+    template <class Work> void Check(const std::string& name, const Work& work)
+    {
+        begin(name);
+        CheckedPart part;
+        part.name = name;
+        try {
+            work(part);
+        } catch (const Failure& failure) {
+            if (part.verdict != Verdict::Missing)
+                part.verdict = Verdict::Damaged;
+            part.remark = failure.what();
+        }
+        parts.push_back(part);
+    }
+
+    std::string PathOf(const std::string& ending) const
+    {
+        return set.folder + "/" + set.Prefix() + ending;
+    }
+
+    /** A Failure, with the part missing, where the file is not there. */
+    std::string Need(CheckedPart& part, const std::string& path) const
+    {
+        if (!fs::exists(path)) {
+            part.verdict = Verdict::Missing;
+            throw Failure(ExitStatus::Damaged, path + " is missing");
+        }
+        return path;
+    }
+
+    void CheckTable(CheckedPart& part)
+    {
+        table = TableFile::Read(Need(part, PathOf(std::string(diskName) + ".sf")));
+        if (table->seal.empty()) {
+            part.verdict = Verdict::Unrecorded;
+            part.remark = "partition lines alone, of another maker";
+        } else if (!table->warnings.empty()) {
+            part.remark = table->warnings.front();
+        }
+    }
+
+    void CheckBootSector(CheckedPart& part) const
+    {
+        const std::string path = Need(part, PathOf(std::string(diskName) + ".mbr"));
+        const std::string bytes = ReadFile(path, 2 * sectorSize);
+        if (bytes.size() != sectorSize)
+            throw Failure(
+                ExitStatus::Damaged, path + " has " + std::to_string(bytes.size()) + " bytes, a boot sector has 512");
+        if (!table || table->IsWholeDisk())
+            return;
+        if (bytes.compare(510, 2, "\x55\xaa") != 0)
+            throw Failure(ExitStatus::Damaged, path + " is not a boot sector: it lacks the signature at its end");
+        if (!Fits(bytes, *table))
+            throw Failure(ExitStatus::Damaged, path + " has other partitions than the set's partition table");
+    }
+
+    void CheckImage(CheckedPart& part, const TableLine& line) const
+    {
+        const ImageFiles files(set.folder, part.name, set.Prefix() + part.name + ".bz2");
+        if (line.IsExtended() && !fs::exists(files.Volume(0))) {
+            part.remark = "extended partition, needs no image";
+            return;
+        }
+        Need(part, files.Volume(0));
+        const ImageVolumes volumes(files);
+        if (fs::exists(files.Record()))
+            CheckRecorded(part, volumes, ImageRecord::Read(files.Record()), line);
+        else if (table->seal.empty())
+            part.verdict = Verdict::Unrecorded;
+        else
+            Need(part, files.Record()); // its run has left one
+        if (deep || part.verdict == Verdict::Unrecorded)
+            CheckStructure(volumes, line);
+    }
+
+    void CheckRecorded(
+        CheckedPart& part, const ImageVolumes& volumes, const ImageRecord& record, const TableLine& line) const
+    {
+        const std::string mismatch = record.Mismatch(*table, line);
+        if (!mismatch.empty())
+            throw Failure(ExitStatus::Damaged, volumes.FirstPath() + ": " + mismatch);
+        volumes.CheckRecord(record);
+        if (record.IsOfEarlierRun(*table)) {
+            part.verdict = Verdict::Missing;
+            throw Failure(ExitStatus::Damaged,
+                volumes.FirstPath() + " is of an earlier run (" + record.saved + ") than the partition table");
+        }
+        if (!record.bad.empty())
+            part.remark
+                = std::to_string(record.bad.size()) + " places of the disk could not be read; zeros stand there";
+        else if (record.state != "clean")
+            part.remark = record.state;
+    }
+
+    void CheckStructure(const ImageVolumes& volumes, const TableLine& line) const
+    {
+        const std::string head = volumes.Head();
+        if (head != extendedNote && !ImageHeader::IsImage(head))
+            throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not an image of a partition");
+        if ((head == extendedNote) != line.IsExtended())
+            throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not of a partition of this kind");
+        const auto header = ImageHeader::Parse(head);
+        if (header && header->deviceBytes > line.size * table->sectorBytes)
+            throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is of a larger partition");
+        volumes.CheckInFull(head);
+    }
+
+    const ImageSet& set;
+    const bool deep;
+    const std::function<void(const std::string&)>& begin;
+    std::optional<TableFile> table; ///< once it was read
+    std::vector<CheckedPart> parts;
+};
+} // namespace
+
+std::string Name(Verdict verdict)
+{
+    switch (verdict) {
+    case Verdict::Good:
+        return "good";
+    case Verdict::Unrecorded:
+        return "no record";
+    case Verdict::Missing:
+        return "missing";
+    case Verdict::Damaged:
+        break;
+    }
+    return "damaged";
+}
+
+std::vector<ImageSet> FindSets(const std::string& store, const std::string& serial, const std::string& date)
+{
+    std::vector<ImageSet> sets;
+    for (const std::string& machine : Folders(store)) {
+        if (!serial.empty() && machine != serial)
+            continue;
+        const std::string folder = store + "/" + machine;
+        for (const std::string& day : Folders(folder)) {
+            if (date.empty() || day == date)
+                sets.push_back({machine, day, folder + "/" + day});
+        }
+    }
+    return sets;
+}
+
+std::vector<CheckedPart> CheckSet(
+    const ImageSet& set, bool deep, const std::function<void(const std::string& part)>& begin)
+{
+    return SetChecker(set, deep, begin).Run();
+}

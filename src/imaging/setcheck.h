@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+/** What a check came to, from best to worst. */
+enum class Verdict {
+    Good,       ///< it is what its record says
+    Unrecorded, ///< it is whole as far as can be seen; its maker left no record to compare it with
+    Missing,    ///< it is not there, nothing shows what it is, or that of an earlier run is there
+    Damaged,
+};
+
+/** As "good", for tables and scripts. */
+std::string Name(Verdict verdict);
+
+/** A part of an image set: the boot sector, the partition table, or the image of a partition. */
+struct CheckedPart
+{
+    std::string name; ///< as "boot sector" or "hdc1"
+    Verdict verdict = Verdict::Good;
+    std::string remark; ///< why, or what else is worth knowing; may be empty
+};
+
+/** An image set in its folder STORE/SERIAL/DATE. */
+struct ImageSet
+{
+    std::string serial;
+    std::string date;
+    std::string folder;
+
+    /** What every name of its files begins with. */
+    [[nodiscard]] std::string Prefix() const
+    {
+        return serial + "_" + date + "_";
+    }
+};
+
+/** All image sets of a store, by serial number and date; only those of `serial` and `date` where these are not empty.
+ */
+std::vector<ImageSet> FindSets(const std::string& store, const std::string& serial, const std::string& date);
+
+/**
+ * Checks that all of a set is there and whole. Images are compared with their records, or read in full where they have
+ * none.
+ * @param deep reads every image in full: its structure has to hold, and it has to fit its partition
+ * @param begin told the name of each part before it is checked
+ * Throws Interrupted.
+ */
+std::vector<CheckedPart> CheckSet(
+    const ImageSet& set, bool deep, const std::function<void(const std::string& part)>& begin);

@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "setcheck.h"
+#include "diskimages.h"
+
+/** Image sets that something has happened to, which is done by shell commands in the set's folder. */
+class SetCheckTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir store{Scratch()};
+
+    /** What is not good, as "hdc1 damaged|hdc5 missing". */
+    static QString Complaints(const ImageSet& set, bool deep)
+    {
+        QStringList complaints;
+        for (const CheckedPart& part : CheckSet(set, deep, [](const std::string&) {})) {
+            if (part.verdict != Verdict::Good)
+                complaints.append(QString::fromStdString(part.name + ' ' + Name(part.verdict)));
+        }
+        return complaints.join('|');
+    }
+
+private Q_SLOTS:
+    void judgesSets_data()
+    {
+        QTest::addColumn<QString>("accident");
+        QTest::addColumn<QString>("complaints");
+        QTest::addColumn<bool>("deepOnly");
+        const auto row = [](const char* accident, const char* complaints, bool deepOnly = false) {
+            QTest::newRow(accident) << accident << complaints << deepOnly;
+        };
+        const QString foreign = "sed -ni '\\|^/|p' hdc.sf; rm *.sum";
+        row("true", "");
+        row("printf x | dd of=hdc1.bz2.000 bs=1 seek=200 conv=notrunc", "hdc1 damaged");
+        row("truncate -s -1 hdc5.bz2.000", "hdc5 damaged");
+        row("rm hdc5.bz2.*", "hdc5 missing");
+        row("rm hdc5.bz2.sum", "hdc5 missing");
+        row("rm hdc3.bz2.*", "");
+        row("truncate -s -5 hdc5.bz2.sum", "hdc5 damaged");
+        row("mv hdc1.bz2.000 x; mv hdc5.bz2.000 hdc1.bz2.000; mv x hdc5.bz2.000", "hdc1 damaged|hdc5 damaged");
+        row("sed -i '/^end/i partition hdc5' hdc1.bz2.sum", "hdc1 damaged");
+        row("sed -i \"/^end/i table $(printf %064d 1)\" hdc1.bz2.sum", "hdc1 missing"); // of an earlier run
+        row("sed -i s/hdc1/hdc2/ hdc.sf", "partition table damaged");
+        row("rm hdc.sf", "partition table missing");
+        row("rm hdc.mbr", "boot sector missing");
+        row("truncate -s 511 hdc.mbr", "boot sector damaged");
+        row("truncate -s 510 hdc.mbr; truncate -s 512 hdc.mbr", "boot sector damaged");
+        row("printf x | dd of=hdc.mbr bs=1 seek=455 conv=notrunc", "boot sector damaged"); // where partition 1 starts
+        row("printf x | bzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "
+            "sed -i \"s/^bytes .*/bytes $s/; s/^sha256 .*/sha256 ${h%% *}/\" hdc1.bz2.sum",
+            "hdc1 damaged", true);
+        QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
+                                 << false;
+        QTest::newRow("foreign, cut") << foreign + "; bzip2 -dc hdc1.bz2.000 | head -c -9 | bzip2 >x; mv x hdc1.bz2.000"
+                                      << "partition table no record|hdc1 damaged|hdc3 no record|hdc5 no record"
+                                      << false;
+    }
+
+    void judgesSets()
+    {
+        QFETCH(QString, accident);
+        QFETCH(QString, complaints);
+        QFETCH(bool, deepOnly);
+        const std::string script = "rm -rf \"$0\"/*; cp -r \"$1\"/old \"$0\"; cd \"$0\"/old/*; p=old_20261101_; "
+                                   "for f in *; do mv $f ${f#$p}; done; "
+            + accident.toStdString() + "; for f in *; do mv $f $p$f; done";
+        Run({"bash", "-ec", script, store.path().toStdString(), TEST_DATA});
+        const std::vector<ImageSet> sets = FindSets(store.path().toStdString(), "old", "");
+        QCOMPARE(sets.size(), size_t{1});
+        QCOMPARE(Complaints(sets.front(), true), complaints);
+        QCOMPARE(Complaints(sets.front(), false), deepOnly ? QString() : complaints);
+        QVERIFY(FindSets(store.path().toStdString(), "old", "20261102").empty());
+    }
+};
+
+QTEST_GUILESS_MAIN(SetCheckTest)
+#include "setchecktest.moc"
