@@ -17,10 +17,10 @@ select_set() {
     cd "$folder"
 }
 
-# set_holds NAME...: whether the image set holds these, none of them empty, besides the images' records and nothing else.
+# set_holds NAME...: whether the image set holds these, none of them empty, besides records and nothing else.
 set_holds() {
     diff <(printf '%s\n' "${@/#/$prefix}" | sort) \
-        <(find . -type f ! -name '*.sum' \( -empty -printf '%P is empty\n' -o -printf '%P\n' \) | sort)
+        <(find . -type f ! -name '*.sum' ! -name '*.run' \( -empty -printf '%P is empty\n' -o -printf '%P\n' \) | sort)
 }
 
 # note_set: for check_set TEXT, which sees that the files of the set selected are still those, and no others.

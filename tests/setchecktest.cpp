@@ -3,6 +3,7 @@
 
 #include "setcheck.h"
 #include "diskimages.h"
+#include "runentry.h"
 
 /** Image sets that something has happened to, which is done by shell commands in the set's folder. */
 class SetCheckTest : public QObject
@@ -20,6 +21,16 @@ class SetCheckTest : public QObject
                 complaints.append(QString::fromStdString(part.name + ' ' + Name(part.verdict)));
         }
         return complaints.join('|');
+    }
+
+    /** A set after commands in its folder, where its files go by the ends of their names. */
+    std::vector<ImageSet> After(const std::string& accident) const
+    {
+        const std::string script = "rm -rf \"$0\"/*; cp -r \"$1\"/old \"$0\"; cd \"$0\"/old/*; p=old_20261101_; "
+                                   "for f in *; do mv $f ${f#$p}; done; "
+            + accident + "; for f in *; do mv $f $p$f; done";
+        Run({"bash", "-ec", script, store.path().toStdString(), TEST_DATA});
+        return FindSets(store.path().toStdString(), "old", "");
     }
 
 private Q_SLOTS:
@@ -63,15 +74,36 @@ private Q_SLOTS:
         QFETCH(QString, accident);
         QFETCH(QString, complaints);
         QFETCH(bool, deepOnly);
-        const std::string script = "rm -rf \"$0\"/*; cp -r \"$1\"/old \"$0\"; cd \"$0\"/old/*; p=old_20261101_; "
-                                   "for f in *; do mv $f ${f#$p}; done; "
-            + accident.toStdString() + "; for f in *; do mv $f $p$f; done";
-        Run({"bash", "-ec", script, store.path().toStdString(), TEST_DATA});
-        const std::vector<ImageSet> sets = FindSets(store.path().toStdString(), "old", "");
+        const std::vector<ImageSet> sets = After(accident.toStdString());
         QCOMPARE(sets.size(), size_t{1});
         QCOMPARE(Complaints(sets.front(), true), complaints);
         QCOMPARE(Complaints(sets.front(), false), deepOnly ? QString() : complaints);
         QVERIFY(FindSets(store.path().toStdString(), "old", "20261102").empty());
+    }
+
+    void tellsWhyAnImageIsMissing()
+    {
+        RunEntry failed;
+        failed.command = "norvoPartimageClone";
+        failed.part = "hdc1";
+        failed.result = "failed";
+        failed.reason = "the \"disk\" is\nmounted \xff";
+        failed.warnings = {"one", "two"};
+        failed.tools["lbzip2"] = "lbzip2 version 2.5";
+        failed.diskBytes = 3000592982016;
+        RunEntry other = failed;
+        other.part = "hdc5";
+        other.result = "done";
+        // As a power cut may leave it, and with what another program has written.
+        const std::string text = "\xff{}[]\n" + failed.Line() + "{\"command\":7,\"disk-bytes\":-1e99}\n" + other.Line()
+            + failed.Line().substr(0, 20);
+        const std::vector<RunEntry> read = RunEntry::Parse(text);
+        QCOMPARE(read.size(), size_t{3});
+        QCOMPARE(read.back().Line(), other.Line());
+        const ImageSet set = After("rm hdc1.bz2.*").front();
+        Put(set.folder + "/" + set.Prefix() + "hdc.run", text);
+        const std::string remark = CheckSet(set, false, [](const std::string&) {})[2].remark;
+        QCOMPARE(QString::fromStdString(remark).section("; ", 1), QString("the \"disk\" is\\012mounted \\377"));
     }
 };
 

@@ -10,6 +10,7 @@
 
 namespace {
 std::string commandName = "norvo";
+std::vector<std::string> warnings;
 
 /** How many bytes the UTF-8 sequence at `place` has; 0 where there is none. */
 size_t SequenceLength(const std::string& text, size_t place)
@@ -60,7 +61,13 @@ std::string Printable(const std::string& text)
 
 void Warn(const std::string& text)
 {
+    warnings.push_back(text);
     Write(STDERR_FILENO, commandName + ": " + Printable(text) + "\n");
+}
+
+const std::vector<std::string>& Warnings()
+{
+    return warnings;
 }
 
 void Say(const std::string& text)

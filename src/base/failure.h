@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 /** Exit statuses of the commands. The program never looks at them: they are for scripts and tests. */
 enum class ExitStatus {
@@ -37,6 +38,9 @@ std::string Printable(const std::string& text);
 
 /** One line on standard error, which the operator sees in red in a restore run. */
 void Warn(const std::string& text);
+
+/** The texts of all calls of Warn() in this process so far. */
+const std::vector<std::string>& Warnings();
 
 /** One line on standard output. */
 void Say(const std::string& text);

@@ -13,26 +13,6 @@
 namespace {
 namespace fs = std::filesystem;
 
-/** The set's partition-table file: SERIAL_DATE_hdc.sf in .../SERIAL/DATE, else the only one; empty where there is none.
- */
-std::string FindTable(const std::string& folder, const std::string& disk)
-{
-    std::error_code error;
-    const fs::path path = fs::absolute(folder, error).lexically_normal();
-    const fs::path set = path.has_filename() ? path : path.parent_path();
-    const std::string suffix = "_" + disk + ".sf";
-    const fs::path named = set / (set.parent_path().filename().string() + "_" + set.filename().string() + suffix);
-    if (fs::is_regular_file(named, error))
-        return named;
-    std::vector<std::string> found;
-    for (const auto& entry : fs::directory_iterator(set, error)) {
-        const std::string name = entry.path().filename();
-        if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
-            found.push_back(entry.path());
-    }
-    return found.size() == 1 ? found.front() : std::string();
-}
-
 bool IsSwap(const DiskPartition& partition)
 {
     return partition.contents.type == "swap";
@@ -90,9 +70,27 @@ void WarnOfMissing(const std::vector<DiskPartition>& partitions, const Fstab& fs
 }
 } // namespace
 
+std::string FindSavedTable(const std::string& folder, const std::string& disk)
+{
+    std::error_code error;
+    const fs::path path = fs::absolute(folder, error).lexically_normal();
+    const fs::path set = path.has_filename() ? path : path.parent_path();
+    const std::string suffix = "_" + disk + ".sf";
+    const fs::path named = set / (set.parent_path().filename().string() + "_" + set.filename().string() + suffix);
+    if (fs::is_regular_file(named, error))
+        return named;
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator(set, error)) {
+        const std::string name = entry.path().filename();
+        if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
+            found.push_back(entry.path());
+    }
+    return found.size() == 1 ? found.front() : std::string();
+}
+
 TableFile ReadSavedTable(const std::string& folder, const std::string& disk)
 {
-    const std::string path = FindTable(folder, disk);
+    const std::string path = FindSavedTable(folder, disk);
     if (path.empty())
         return {};
     try {

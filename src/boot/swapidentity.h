@@ -9,6 +9,12 @@
 #include <string>
 #include <vector>
 
+/**
+ * The path of the partition-table file of the image set in this folder: SERIAL_DATE_hdc.sf in .../SERIAL/DATE, else the
+ * only one; empty where there is none.
+ */
+std::string FindSavedTable(const std::string& folder, const std::string& disk);
+
 /** The partition table that the image set in this folder has saved of the disk; an empty one where it has none. */
 TableFile ReadSavedTable(const std::string& folder, const std::string& disk);
 

@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "process.h"
 #include "progress.h"
+#include "runrecord.h"
 #include "worker.h"
 
 #include <algorithm>
@@ -66,19 +67,27 @@ void PrepareEnvironment()
         unsetenv(options);
 }
 
+/** The run record is completed before the line for the operator: who reads that may look there. */
+int Fail(ExitStatus status, const std::string& reason)
+{
+    RunRecord::End(reason);
+    Warn(reason);
+    return static_cast<int>(status);
+}
+
 /** That of `run`, or what it throws as one line on standard error and an exit status. */
 int ExitStatusOf(const std::function<int()>& run)
 {
     try {
-        return run();
+        const int status = run();
+        RunRecord::End("");
+        return status;
     } catch (const Failure& failure) {
-        Warn(failure.what());
-        return static_cast<int>(failure.status);
+        return Fail(failure.status, failure.what());
     } catch (const Interrupted& interrupted) {
         return 128 + interrupted.signal;
     } catch (const std::exception& error) {
-        Warn(std::string("an unexpected error: ") + error.what());
-        return static_cast<int>(ExitStatus::Failed);
+        return Fail(ExitStatus::Failed, std::string("an unexpected error: ") + error.what());
     }
 }
 } // namespace

@@ -7,6 +7,7 @@
 #include "command.h"
 #include "failure.h"
 #include "lock.h"
+#include "runrecord.h"
 #include "savedtable.h"
 #include "storefile.h"
 #include "use.h"
@@ -23,6 +24,7 @@ int main(int argc, char** argv)
             throw Failure(ExitStatus::Missing, folder.string() + ": no such directory");
         const Device disk = Device::FindDisk(arguments[0]);
         const DiskLock lock(disk);
+        RunRecord::Begin(path, disk, disk.name, {});
         TableFile table = DescribeDisk(disk);
         for (const std::string& warning : table.warnings)
             Warn(disk.path + ": " + warning);

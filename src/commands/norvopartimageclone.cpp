@@ -10,6 +10,7 @@
 #include "imagewriter.h"
 #include "lock.h"
 #include "process.h"
+#include "runrecord.h"
 #include "savedtable.h"
 #include "use.h"
 
@@ -155,7 +156,9 @@ int main(int argc, char** argv)
             throw Failure(ExitStatus::Missing, folder + ": no such directory");
         const Device partition = Device::Find(arguments[1]);
         const DiskLock lock(partition);
-        ImageRecord record = BeginRecord(partition, DiskOf(partition), files);
+        const Device disk = DiskOf(partition);
+        RunRecord::Begin(files.Table(disk.name), disk, partition.name, {"lbzip2", "partclone.imager"});
+        ImageRecord record = BeginRecord(partition, disk, files);
         const Contents contents = ProbeContents(partition);
         if (!IsExtended(contents))
             RefuseUse(partition, Access::Read);
@@ -164,6 +167,7 @@ int main(int argc, char** argv)
         } catch (const NoRoom& noRoom) {
             SaveImageInItsPlace(partition, contents, files, record, noRoom);
         }
+        RunRecord::Note(record);
         Report(record);
     });
 }

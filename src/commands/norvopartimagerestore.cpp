@@ -14,6 +14,7 @@
 #include "imagereader.h"
 #include "lock.h"
 #include "process.h"
+#include "runrecord.h"
 #include "savedtable.h"
 #include "use.h"
 #include "writeguard.h"
@@ -160,6 +161,7 @@ int main(int argc, char** argv)
         const DiskLock lock(partition);
         const Device disk = DiskOf(partition);
         const std::string tablePath = files.Table(disk.name);
+        RunRecord::Begin(tablePath, disk, partition.name, {"lbzip2", "partclone.restore"});
         const TableFile table = TableFile::Read(tablePath);
         const TableLine line = FindLine(partition, disk, table, tablePath);
         const std::string head = volumes.Head();
@@ -168,6 +170,7 @@ int main(int argc, char** argv)
         if (std::filesystem::exists(files.Record())) {
             record = ImageRecord::Read(files.Record());
             CheckIdentity(*record, table, line, volumes.FirstPath());
+            RunRecord::Note(*record);
         }
         if (!extended)
             RefuseUnfit(partition, line, head, volumes.FirstPath());

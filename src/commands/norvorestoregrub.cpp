@@ -13,6 +13,7 @@
 #include "lock.h"
 #include "mountspace.h"
 #include "process.h"
+#include "runrecord.h"
 #include "swapidentity.h"
 #include "use.h"
 
@@ -57,6 +58,9 @@ int main(int argc, char** argv)
         const Device disk = Device::Find(diskName);
         NeedCommands({"chroot"});
         const DiskLock lock(disk);
+        const std::string tablePath = FindSavedTable(".", disk.name);
+        if (!tablePath.empty())
+            RunRecord::Begin(tablePath, disk, disk.name, {"grub-install"});
         RefuseUse(disk, Access::Write);
         const TableFile saved = ReadSavedTable(".", disk.name);
         const std::vector<DiskPartition> partitions = FindPartitions(disk);

@@ -12,6 +12,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "lock.h"
+#include "runrecord.h"
 #include "tablewriter.h"
 #include "use.h"
 
@@ -84,9 +85,10 @@ void RestoreTable(TableFile& table, const Device& disk)
 int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "DISK FILE", [](const std::vector<std::string>& arguments) {
-        TableFile table = TableFile::Read(arguments[1]);
         const Device disk = Device::FindDisk(arguments[0]);
         DiskLock lock(disk);
+        RunRecord::Begin(arguments[1], disk, disk.name, {});
+        TableFile table = TableFile::Read(arguments[1]);
         RefuseUnfitDisk(table, disk);
         RefuseUse(disk, Access::Write);
         for (const std::string& warning : table.warnings)

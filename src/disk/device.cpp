@@ -44,6 +44,13 @@ KernelPartition PartitionIn(const std::string& folder)
     return partition;
 }
 
+std::string Trimmed(const std::string& text)
+{
+    constexpr char blanks[] = " \t\n";
+    const size_t begin = text.find_first_not_of(blanks);
+    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
 /** What dd has left in the way of a disk that comes later. */
 void RemoveFileInTheWay(const std::string& path)
 {
@@ -75,6 +82,26 @@ std::string KernelName(dev_t device)
     if (realpath(SysFolder(device).c_str(), path) == nullptr)
         return std::to_string(major(device)) + ":" + std::to_string(minor(device));
     return std::filesystem::path(path).filename();
+}
+
+std::string ModelOf(const Device& disk)
+{
+    return disk.number == 0 ? std::string() : Trimmed(FirstLine(SysFolder(disk.number) + "/device/model"));
+}
+
+std::string SerialNumberOf(const Device& disk)
+{
+    if (disk.number == 0)
+        return {};
+    const std::string folder = SysFolder(disk.number);
+    for (const char* file : {"/device/serial", "/serial"}) { // of NVMe disks, of virtual ones
+        const std::string serial = Trimmed(FirstLine(folder + file));
+        if (!serial.empty())
+            return serial;
+    }
+    constexpr size_t header = 4; // of the page with the serial number that SCSI and SATA disks have
+    const std::string page = FirstLine(folder + "/device/vpd_pg80");
+    return page.size() > header ? Trimmed(page.substr(header)) : std::string();
 }
 
 Device Device::Find(const std::string& name)

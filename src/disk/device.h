@@ -59,5 +59,11 @@ std::string KernelName(dev_t device);
 /** The first line of a file in /sys or /proc; empty where there is none. */
 std::string FirstLine(const std::string& path);
 
+/** What a disk calls itself; empty for an image file. From /sys. */
+std::string ModelOf(const Device& disk);
+
+/** A disk's own serial number; empty where it has none or is an image file. From /sys. */
+std::string SerialNumberOf(const Device& disk);
+
 /** Forces what was written to the device onto the medium; a Failure that names it when that fails. */
 void FlushDevice(const Device& device);

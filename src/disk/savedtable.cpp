@@ -199,7 +199,7 @@ TableFile DescribeDisk(const Device& disk)
     TableFile file;
     file.disk = disk.name;
     file.saved = TimeStamp();
-    file.model = disk.number == 0 ? std::string() : Printable(FirstLine(SysFolder(disk.number) + "/device/model"));
+    file.model = Printable(ModelOf(disk));
     file.diskBytes = disk.bytes;
     file.sectorBytes = disk.sectorBytes;
     const Contents contents = ProbeContents(disk);

@@ -6,6 +6,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "imagereader.h"
+#include "runentry.h"
 #include "tablefile.h"
 
 #include <algorithm>
@@ -64,6 +65,7 @@ public:
         : set(set)
         , deep(deep)
         , begin(begin)
+        , run(RunEntry::Read(RunRecordPath(PathOf(std::string(diskName) + ".sf"))))
     {
     }
 
@@ -96,9 +98,23 @@ private:
         } catch (const Failure& failure) {
             if (part.verdict != Verdict::Missing)
                 part.verdict = Verdict::Damaged;
-            part.remark = failure.what();
+            part.remark = failure.what() + WhyNotSaved(name);
         }
         parts.push_back(part);
+    }
+
+    /** What the last run that was to save it says, if it could not. */
+    std::string WhyNotSaved(const std::string& name) const
+    {
+        std::string reason;
+        for (const RunEntry& entry : run) {
+            const bool saves = entry.command == "norvoClonePT"
+                ? name == "partition table"
+                : entry.command == "norvoPartimageClone" && entry.part == name;
+            if (saves)
+                reason = entry.result == "done" ? "" : entry.reason.empty() ? "the saving did not end" : entry.reason;
+        }
+        return reason.empty() ? "" : "; " + reason;
     }
 
     std::string PathOf(const std::string& ending) const
@@ -196,6 +212,7 @@ private:
     const ImageSet& set;
     const bool deep;
     const std::function<void(const std::string&)>& begin;
+    const std::vector<RunEntry> run;
     std::optional<TableFile> table; ///< once it was read
     std::vector<CheckedPart> parts;
 };

@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "runrecord.h"
+
+#include "failure.h"
+#include "process.h"
+#include "runentry.h"
+#include "storefile.h"
+
+#include <chrono>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+namespace {
+using Clock = std::chrono::steady_clock;
+
+RunEntry entry;
+std::string path; ///< of the record; empty as long as no entry was begun
+Clock::time_point begun;
+
+/** The first line that the tool prints about itself. */
+std::string VersionOf(const std::string& tool)
+{
+    std::string said;
+    const bool partclone = tool.compare(0, 9, "partclone") == 0;
+    const StageEnd end = RunProgram({tool, partclone ? "-v" : "--version"}, &said);
+    const std::string text = said.empty() ? end.said : said;
+    return text.substr(0, text.find('\n'));
+}
+
+/** The record is written anew beside the old one: after a power cut there is the one or the other, whole. */
+void Append(const std::string& line)
+{
+    const std::string folder = std::filesystem::path(path).parent_path();
+    const Descriptor lock = Descriptor::Open(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
+    if (!lock || flock(lock.Get(), LOCK_EX) != 0)
+        return;
+    std::string text;
+    for (const RunEntry& earlier : RunEntry::Read(path))
+        text += earlier.Line();
+    text += line;
+    StoreFile file(path + ".new");
+    file.Write(text.data(), text.size());
+    file.Prove();
+    file.PutInPlace(path);
+}
+
+/** What is written of the run must not end the run. */
+void TryToAppend()
+{
+    try {
+        Append(entry.Line());
+    } catch (const Failure&) {
+        // A medium that is full or can't be written to: the work itself tells, if it matters.
+    }
+}
+} // namespace
+
+void RunRecord::Begin(
+    const std::string& tablePath, const Device& disk, const std::string& part, const std::vector<std::string>& tools)
+{
+    if (!std::filesystem::is_directory(std::filesystem::absolute(tablePath).parent_path()))
+        return;
+    path = RunRecordPath(tablePath);
+    begun = Clock::now();
+    entry.command = CommandName();
+    entry.part = part;
+    entry.began = TimeStamp();
+    entry.result = "begun";
+    entry.model = ModelOf(disk);
+    entry.serial = SerialNumberOf(disk);
+    entry.diskBytes = disk.bytes;
+    for (const std::string& tool : tools)
+        entry.tools[tool] = VersionOf(tool);
+    TryToAppend();
+}
+
+void RunRecord::Note(const ImageRecord& record)
+{
+    entry.found = record.content;
+    entry.imageBytes = record.bytes;
+    entry.sha256 = record.sha256;
+}
+
+void RunRecord::End(const std::string& reason)
+{
+    if (path.empty())
+        return;
+    entry.result = reason.empty() ? "done" : "failed";
+    entry.reason = reason;
+    entry.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
+    entry.warnings = Warnings();
+    TryToAppend();
+}

@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include "device.h"
+#include "imagerecord.h"
+
+/** What this command does, in the run record of its image set. A record that can't be written never fails a command. */
+namespace RunRecord {
+/**
+ * Begins the entry, and adds its first line to the record of the set that has this partition-table file. Does nothing
+ * where the set's folder does not exist.
+ * @param part what the command works on, as "hdc1"
+ * @param tools the programs whose versions are to be recorded, by their command names
+ */
+void Begin(
+    const std::string& tablePath, const Device& disk, const std::string& part, const std::vector<std::string>& tools);
+
+/** What an image's record says of it. */
+void Note(const ImageRecord& record);
+
+/** Completes the entry and adds it to the record, where one was begun; an empty reason means that all went well. */
+void End(const std::string& reason);
+} // namespace RunRecord

@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "runentry.h"
+
+#include "descriptor.h"
+#include "failure.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <filesystem>
+#include <sstream>
+
+namespace {
+QString Text(const std::string& text)
+{
+    return QString::fromStdString(Printable(text));
+}
+
+// Key and member of each text, for both directions.
+constexpr std::pair<const char*, std::string RunEntry::*> texts[]
+    = {{"command", &RunEntry::command}, {"part", &RunEntry::part}, {"began", &RunEntry::began},
+        {"result", &RunEntry::result}, {"reason", &RunEntry::reason}, {"model", &RunEntry::model},
+        {"serial", &RunEntry::serial}, {"found", &RunEntry::found}, {"sha256", &RunEntry::sha256}};
+
+// Sizes; the numbers of JSON are exact up to 2^53.
+constexpr std::pair<const char*, uint64_t RunEntry::*> sizes[]
+    = {{"disk-bytes", &RunEntry::diskBytes}, {"image-bytes", &RunEntry::imageBytes}};
+
+RunEntry EntryOf(const QJsonObject& object)
+{
+    RunEntry entry;
+    for (const auto& [key, member] : texts)
+        entry.*member = object.value(QLatin1String(key)).toString().toStdString();
+    for (const auto& [key, member] : sizes) {
+        const double number = object.value(QLatin1String(key)).toDouble();
+        entry.*member = number >= 0 && number < 9e15 ? static_cast<uint64_t>(number) : 0;
+    }
+    entry.seconds = object.value(QLatin1String("seconds")).toDouble();
+    const QJsonArray warnings = object.value(QLatin1String("warnings")).toArray();
+    for (const auto& warning : warnings)
+        entry.warnings.push_back(warning.toString().toStdString());
+    const QJsonObject tools = object.value(QLatin1String("tools")).toObject();
+    for (auto tool = tools.begin(); tool != tools.end(); ++tool)
+        entry.tools[tool.key().toStdString()] = tool.value().toString().toStdString();
+    return entry;
+}
+} // namespace
+
+std::string RunEntry::Line() const
+{
+    QJsonObject object;
+    for (const auto& [key, member] : texts) {
+        if (!(this->*member).empty())
+            object.insert(QLatin1String(key), Text(this->*member));
+    }
+    for (const auto& [key, member] : sizes) {
+        if (this->*member > 0)
+            object.insert(QLatin1String(key), static_cast<double>(this->*member));
+    }
+    if (result != "begun")
+        object.insert(QLatin1String("seconds"), seconds);
+    QJsonArray list;
+    for (const std::string& warning : warnings)
+        list.append(Text(warning));
+    if (!list.isEmpty())
+        object.insert(QLatin1String("warnings"), list);
+    QJsonObject versions;
+    for (const auto& [tool, version] : tools)
+        versions.insert(Text(tool), Text(version));
+    if (!versions.isEmpty())
+        object.insert(QLatin1String("tools"), versions);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString() + "\n";
+}
+
+std::vector<RunEntry> RunEntry::Parse(const std::string& text)
+{
+    std::vector<RunEntry> entries;
+    std::istringstream lines(text);
+    std::string line;
+    while (std::getline(lines, line)) {
+        const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
+        if (object.contains(QLatin1String("command")))
+            entries.push_back(EntryOf(object));
+    }
+    return entries;
+}
+
+std::vector<RunEntry> RunEntry::Read(const std::string& path)
+{
+    constexpr size_t most = 16U << 20;
+    try {
+        return std::filesystem::exists(path) ? Parse(ReadFile(path, most)) : std::vector<RunEntry>();
+    } catch (const Failure&) {
+        return {};
+    }
+}
+
+std::string RunRecordPath(const std::string& tablePath)
+{
+    return std::filesystem::path(tablePath).replace_extension(".run");
+}
