@@ -94,4 +94,5 @@ void RunRecord::End(const std::string& reason)
     entry.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
     entry.warnings = Warnings();
     TryToAppend();
+    path.clear();
 }
