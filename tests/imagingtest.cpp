@@ -147,6 +147,9 @@ private Q_SLOTS:
         const std::string stream
             = Run({"partclone.extfs", "-c", "-q", "-a", "0", "-L", "/dev/null", "-s", device.path, "-o", "-"});
         const ImageHeader header = ImageHeader::Parse(stream).value();
+        std::string endless = stream; // of as many blocks of a byte as 64 bits can count
+        endless.replace(60, 25, std::string(24, '\xff') + '\1').replace(85, 3, 3, '\0');
+        QVERIFY(!ImageHeader::Parse(endless));
         const std::string bits = stream.substr(ImageHeader::length, header.DataOffset() - ImageHeader::length);
         QCOMPARE(stream.size(), size_t{header.DataOffset() + header.DataBytes()});
         std::vector<uint64_t> places

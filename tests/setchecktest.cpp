@@ -102,7 +102,8 @@ private Q_SLOTS:
         other.part = "hdc5";
         other.result = "done";
         // As a power cut may leave it, and with what another program has written.
-        const std::string text = "\xff{}[]\n" + failed.Line() + "{\"command\":7,\"disk-bytes\":-1e99}\n" + other.Line()
+        const std::string text = "\xff{}[]\n" + failed.Line()
+            + "{\"command\":7}\n{\"command\":\"x\",\"disk-bytes\":-1e99}\n" + other.Line()
             + failed.Line().substr(0, 20);
         const std::vector<RunEntry> read = RunEntry::Parse(text);
         QCOMPARE(read.size(), size_t{3});

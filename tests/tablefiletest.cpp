@@ -3,7 +3,11 @@
 
 #include "tablefile.h"
 #include "diskimages.h"
+#include "fstab.h"
 #include "imagerecord.h"
+#include "sha256.h"
+
+#include <QElapsedTimer>
 
 namespace {
 const QByteArray primaries = "/dev/hdc1 : start= 2048, size= 8192, Id=83, bootable\n"
@@ -147,6 +151,11 @@ private Q_SLOTS:
         QCOMPARE(FactsOf(disk.Text()), QString("loop1 0:0+99:0"));
         disk.lines.clear();
         QVERIFY(FactsOf(disk.Text()).contains("no partition table in it"));
+        for (const std::string text :
+            {"# native: x\n# disk: a b\n", "/dev/b1 : start= 0, size= 0, Id= 0\n# disk: c\n"}) {
+            const std::string sealed = text + "# complete: sha256 " + Sha256Of(text) + "\n";
+            QVERIFY2(FactsOf(sealed).contains("not the name of its disk"), text.c_str());
+        }
     }
 
     void refusesEveryChange()
@@ -186,6 +195,30 @@ private Q_SLOTS:
             });
             QVERIFY2(complaint.startsWith("65 "), qPrintable(QString("cut at %1").arg(size)));
         }
+    }
+
+    void understandsFileSystemTables()
+    {
+        const QTemporaryDir folder{Scratch()};
+        const std::vector<DiskPartition> partitions = {{2, {}, {}}};
+        const std::string byId = "/dev/disk/by-id/";
+        std::string many;
+        for (int i = 0; i < 5000; ++i)
+            many += "/dev/sda1 / a\n";
+        // lines; the root's subvolume; whether partition 2 of this disk is found for the last line
+        const std::vector<std::tuple<std::string, std::string, bool>> tables
+            = {{"/dev/sda2 / a subvol=/", "", true}, {"/dev/sda1 / a subvol=//@/b\n/dev/sda2 /c a", "/@/b", true},
+                {"/dev/sdb1 / a\n/dev/sda2 /c a", "", false}, {byId + "a-part2 / a subvolid=5", "", true},
+                {byId + std::string(99999, 'a') + "-part2 / a", "", false}, {many + "/dev/sda2 /c a", "", true}};
+        QElapsedTimer timer;
+        timer.start();
+        for (const auto& [lines, subvolume, found] : tables) {
+            const Fstab fstab = Fstab::Read(NewFile(folder, "fstab", lines + "\n"));
+            QCOMPARE(fstab.RootSubvolume(), subvolume);
+            for (const FstabEntry& entry : fstab.entries)
+                QCOMPARE(fstab.Find(entry, partitions) != nullptr, found && &entry == &fstab.entries.back());
+        }
+        QVERIFY(timer.elapsed() < 10000);
     }
 
     void namesPartitions()

@@ -7,6 +7,7 @@
 #include "tablefile.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <regex>
@@ -113,8 +114,11 @@ PlaceName ParsePlace(const std::string& source)
 {
     static const std::regex pattern("(/dev/(?:sd|hd|vd|xvd)[a-z]+|/dev/(?:nvme[0-9]+n|mmcblk)[0-9]+p"
                                     "|/dev/disk/by-(?:id|path)/.*-part)([0-9]{1,3})");
+    // Longer than any name in these folders, it would be too much for the stack, of which a pattern takes its share for
+    // each character.
+    constexpr size_t longest = sizeof "/dev/disk/by-path/" + NAME_MAX;
     std::smatch match;
-    if (!std::regex_match(source, match, pattern))
+    if (source.size() > longest || !std::regex_match(source, match, pattern))
         return {};
     return {match[1], static_cast<unsigned>(std::stoul(match[2]))};
 }
@@ -174,19 +178,32 @@ Fstab Fstab::Read(const std::string& path)
     libmnt_fs* line = nullptr;
     while (table && iterator && mnt_table_next_fs(table.get(), iterator.get(), &line) == 0)
         fstab.entries.push_back(MakeEntry(line));
+    for (const FstabEntry& entry : fstab.entries) {
+        const PlaceName root = entry.point == "/" ? ParsePlace(entry.source) : PlaceName();
+        if (root.number > 0)
+            fstab.rootDisks.insert(root.disk);
+    }
     return fstab;
 }
 
 const DiskPartition* Fstab::Find(const FstabEntry& entry, const std::vector<DiskPartition>& partitions) const
 {
     const PlaceName place = ParsePlace(entry.source);
-    for (const FstabEntry& other : entries) {
-        const PlaceName root = other.point == "/" ? ParsePlace(other.source) : PlaceName();
-        if (place.number > 0 && root.number > 0 && root.disk != place.disk)
-            return nullptr;
-    }
+    if (place.number > 0 && (rootDisks.size() > 1 || (!rootDisks.empty() && *rootDisks.begin() != place.disk)))
+        return nullptr;
     const auto found = std::find_if(partitions.begin(), partitions.end(), [&](const DiskPartition& partition) {
         return place.number > 0 ? partition.number == place.number : HasTag(partition, entry.tag, entry.value);
     });
     return found == partitions.end() ? nullptr : &*found;
+}
+
+std::string Fstab::RootSubvolume() const
+{
+    for (const FstabEntry& entry : entries) {
+        if (entry.point != "/" || entry.subvolume.rfind("subvol=", 0) != 0)
+            continue;
+        const size_t name = entry.subvolume.find_first_not_of('/', 7);
+        return name == std::string::npos ? "" : "/" + entry.subvolume.substr(name);
+    }
+    return {};
 }

@@ -6,6 +6,7 @@
 #include "contents.h"
 #include "device.h"
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,4 +54,11 @@ public:
      */
     [[nodiscard]] const DiskPartition* Find(
         const FstabEntry& entry, const std::vector<DiskPartition>& partitions) const;
+
+    /** The btrfs subvolume of the root, as a path with a leading "/"; empty where it is the topmost or none is named.
+     */
+    [[nodiscard]] std::string RootSubvolume() const;
+
+private:
+    std::set<std::string> rootDisks; ///< those on which entries name the root by its partition's number
 };

@@ -72,16 +72,6 @@ void AddSubvolumes(const std::string& top, const std::string& path, int depth, s
     }
 }
 
-/** The subvolume that a table names for the root, as a path with a leading "/"; empty where it names none. */
-std::string RootSubvolume(const Fstab& fstab)
-{
-    for (const FstabEntry& entry : fstab.entries) {
-        if (entry.point == "/" && entry.subvolume.rfind("subvol=", 0) == 0)
-            return "/" + entry.subvolume.substr(entry.subvolume.find_first_not_of('/', 7));
-    }
-    return {};
-}
-
 /** The look at one disk. Everything stays mounted until its end. */
 class Look
 {
@@ -141,7 +131,7 @@ private:
         AddSubvolumes(top, "", subvolumeDepth, found);
         // A snapshot of the system has its table too, which names the subvolume that it was made of.
         std::stable_partition(found.begin(), found.end(), [](const Top& candidate) {
-            return RootSubvolume(Fstab::Read(candidate.folder + "/etc/fstab")) == candidate.subvolume;
+            return Fstab::Read(candidate.folder + "/etc/fstab").RootSubvolume() == candidate.subvolume;
         });
         for (const Top& candidate : found) {
             AddGrubs(partition, candidate.folder);

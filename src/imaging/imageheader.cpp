@@ -32,7 +32,8 @@ std::optional<ImageHeader> ImageHeader::Parse(const std::string& bytes)
     header.usedBlocks = At<uint64_t>(bytes, 76);
     header.blockBytes = At<uint32_t>(bytes, 84);
     header.hasChecksums = At<uint16_t>(bytes, 96) != 0;
-    if (header.blockBytes == 0 || header.blocks > UINT64_MAX / header.blockBytes || header.usedBlocks > header.blocks)
+    // No device is longer than a file can be.
+    if (header.blockBytes == 0 || header.blocks > INT64_MAX / header.blockBytes || header.usedBlocks > header.blocks)
         return {};
     return header;
 }

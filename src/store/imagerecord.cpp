@@ -26,10 +26,9 @@ std::string ImageRecord::Text() const
     return text.str();
 }
 
-ImageRecord ImageRecord::Read(const std::string& path)
+ImageRecord ImageRecord::Parse(const std::string& text, const std::string& path)
 {
-    constexpr size_t most = 16U << 20;
-    std::istringstream lines(ReadFile(path, most));
+    std::istringstream lines(text);
     ImageRecord record;
     std::string line;
     std::getline(lines, line);
@@ -72,6 +71,12 @@ ImageRecord ImageRecord::Read(const std::string& path)
         throw Failure(ExitStatus::Damaged,
             path + ": the record of the image is damaged; without it the image is tested in full instead");
     return record;
+}
+
+ImageRecord ImageRecord::Read(const std::string& path)
+{
+    constexpr size_t most = 16U << 20;
+    return Parse(ReadFile(path, most), path);
 }
 
 std::string ImageRecord::Mismatch(const TableFile& setTable, const TableLine& line) const

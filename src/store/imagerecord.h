@@ -49,7 +49,10 @@ public:
 
     [[nodiscard]] std::string Text() const;
 
-    /** A Failure with `Damaged` when the file at `path` is not a whole record. */
+    /** A Failure with `Damaged` that names `path` when the text is not a whole record. */
+    static ImageRecord Parse(const std::string& text, const std::string& path);
+
+    /** The same for the file at `path`. */
     static ImageRecord Read(const std::string& path);
 
     /** Why the image is not that of this partition of its set's table, "the image is ..."; empty when it is. */

@@ -82,7 +82,7 @@ std::vector<RunEntry> RunEntry::Parse(const std::string& text)
     std::string line;
     while (std::getline(lines, line)) {
         const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
-        if (object.contains(QLatin1String("command")))
+        if (!object.value(QLatin1String("command")).toString().isEmpty())
             entries.push_back(EntryOf(object));
     }
     return entries;

@@ -222,7 +222,7 @@ private:
         if (key == "saved")
             file.saved = value;
         else if (key == "disk")
-            file.disk = value;
+            SetDisk(value);
         else if (key == "model")
             file.model = value;
         else if (key == "disk-bytes")
@@ -237,6 +237,13 @@ private:
             AddSwap(value);
         else if (key == "raw")
             AddRaw(value);
+    }
+
+    void SetDisk(const std::string& name)
+    {
+        if (!file.lines.empty() || name.find_first_of(" /") != std::string::npos)
+            Damaged("not the name of its disk: " + name.substr(0, 200));
+        file.disk = name;
     }
 
     uint64_t Number(const std::string& value) const

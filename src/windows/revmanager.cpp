@@ -74,12 +74,15 @@ void RevManager::UpdatePgbUsage()
 {
     output.clear();
     RunCommand(*proc, ImageStore::UsageCommand());
-
-    QTextStream stream(&output, QIODevice::ReadOnly);
-    if (!stream.readLine().startsWith(QLatin1String("Filesystem"))) {
+    if (!ReadUsage(output))
         ShowError(this, QStringLiteral("Error running df command!"));
-        return;
-    }
+}
+
+bool RevManager::ReadUsage(QString dfOutput)
+{
+    QTextStream stream(&dfOutput, QIODevice::ReadOnly);
+    if (!stream.readLine().startsWith(QLatin1String("Filesystem")))
+        return false;
     while (!stream.atEnd()) {
         QString line = stream.readLine().simplified();
         // df moves the numbers to the next line when the device's name is long.
@@ -88,6 +91,7 @@ void RevManager::UpdatePgbUsage()
         if (line.section(QLatin1Char(' '), 0, 0) == QLatin1String(ImageStore::revDevice))
             ShowUsage(line);
     }
+    return true;
 }
 
 /** Shows the usage in a line of df: device, type, size, used, available, use in percent, separated by single blanks. */

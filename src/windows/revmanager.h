@@ -23,6 +23,12 @@ public:
     /** Runs df, waits for it, and shows the REV disk's used and free space as df prints them. */
     void UpdatePgbUsage();
 
+    /**
+     * Shows the REV disk's used and free space from what df printed; without a line of that disk all stays as it is.
+     * @return false, with nothing changed, when it is not df's list
+     */
+    bool ReadUsage(QString dfOutput);
+
     /** Hides the dialog and enables the main window. */
     void Close();
 

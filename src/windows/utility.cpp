@@ -105,19 +105,6 @@ std::string Text(FILE* file)
     return text;
 }
 
-/** The lines of a mount table that are not of `device`, as they are kept. */
-std::string KeptLines(const std::string& table, const char* device)
-{
-    std::istringstream stream(table);
-    std::string kept, line;
-    while (std::getline(stream, line)) {
-        const std::vector<std::string> fields = Fields(line);
-        if (!fields.empty() && fields.front() != device)
-            kept += KeptLine(line, fields) + '\n';
-    }
-    return kept;
-}
-
 /** Makes `text` the whole content of the mount table. False, with the table in an unknown state, when that fails. */
 bool WriteMountTable(const std::string& text)
 {
@@ -175,6 +162,18 @@ bool UmountRev()
     if (FILE* const table = OpenMountTable())
         delmntent(table, ImageStore::revDevice);
     return true;
+}
+
+std::string KeptLines(const std::string& table, const char* device)
+{
+    std::istringstream stream(table);
+    std::string kept, line;
+    while (std::getline(stream, line)) {
+        const std::vector<std::string> fields = Fields(line);
+        if (!fields.empty() && fields.front() != device)
+            kept += KeptLine(line, fields) + '\n';
+    }
+    return kept;
 }
 
 int delmntent(FILE* table, const char* device)

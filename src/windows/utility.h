@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 class QWidget;
 
@@ -19,6 +20,15 @@ bool MountRev();
  * refuses (not mounted, busy, not permitted).
  */
 bool UmountRev();
+
+/**
+ * The entries of a mount table that are not of `device`, as delmntent() keeps them.
+ *
+ * @param table the mount table's whole text
+ * @param device compared exactly, case included
+ * @return lines that end in a line feed
+ */
+std::string KeptLines(const std::string& table, const char* device);
 
 /**
  * Rewrites "/etc/mtab" as a copy of `table` without the entries of `device`. Once that is on the disk, each kept entry
