@@ -63,7 +63,7 @@ private Q_SLOTS:
         row("printf x >>hdc.mbr", "boot sector damaged");
         row("truncate -s 510 hdc.mbr; truncate -s 512 hdc.mbr", "boot sector damaged");
         row("printf x | dd of=hdc.mbr bs=1 seek=455 conv=notrunc", "boot sector damaged"); // where partition 1 starts
-        row("printf x | bzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "
+        row("printf x | lbzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "
             "sed -i \"s/^bytes .*/bytes $s/; s/^sha256 .*/sha256 ${h%% *}/\" hdc1.bz2.sum",
             "hdc1 damaged", true);
         QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
@@ -71,7 +71,8 @@ private Q_SLOTS:
         QTest::newRow("foreign, exchanged")
             << foreign + "; cp hdc1.bz2.000 hdc3.bz2.000"
             << "partition table no record|hdc1 no record|hdc3 damaged|hdc5 no record" << false;
-        QTest::newRow("foreign, cut") << foreign + "; bzip2 -dc hdc1.bz2.000 | head -c -9 | bzip2 >x; mv x hdc1.bz2.000"
+        QTest::newRow("foreign, cut") << foreign
+                + "; lbzip2 -dc hdc1.bz2.000 | head -c -9 | lbzip2 >x; mv x hdc1.bz2.000"
                                       << "partition table no record|hdc1 damaged|hdc3 no record|hdc5 no record"
                                       << false;
     }
