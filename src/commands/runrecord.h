@@ -8,6 +8,12 @@
 
 /** What this command does, in the run record of its image set. A record that can't be written never fails a command. */
 namespace RunRecord {
+/** What the command is going to work on, so that its window can be told when it fails before it begins. */
+void Expect(const std::string& part);
+
+/** What is being done from now on, in one word for the window: "check", "write" or "prove". */
+void Enter(const std::string& phase);
+
 /**
  * Begins the entry, and adds its first line to the record of the set that has this partition-table file. Does nothing
  * where the set's folder does not exist.
