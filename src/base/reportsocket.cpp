@@ -25,7 +25,7 @@ bool Make(const std::string& folder)
 }
 } // namespace
 
-std::string ReportSocket::Path()
+std::string ReportSocket::Path(const std::string& run)
 {
     constexpr char name[] = "/report";
     const char* runtime = getenv("XDG_RUNTIME_DIR");
@@ -35,7 +35,7 @@ std::string ReportSocket::Path()
         if (Make(folder))
             return folder + name;
     }
-    const std::string folder = "/run/norvo-clone-restore-" + std::to_string(geteuid());
+    const std::string folder = run + "/norvo-clone-restore-" + std::to_string(geteuid());
     return Make(folder) ? folder + name : std::string();
 }
 

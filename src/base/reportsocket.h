@@ -13,10 +13,10 @@
  */
 namespace ReportSocket {
 /**
- * Its path, in $XDG_RUNTIME_DIR or in /run; the folder is made where it is missing. Empty where neither has room for a
+ * Its path, in $XDG_RUNTIME_DIR or in `run`; the folder is made where it is missing. Empty where neither has room for a
  * folder that is this user's alone.
  */
-std::string Path();
+std::string Path(const std::string& run = "/run");
 
 /** The address for connect(2) and bind(2). */
 sockaddr_un Address(const std::string& path);

@@ -16,6 +16,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -66,7 +67,6 @@ void ReportWindow::Build()
     large.setPointSizeF(large.pointSizeF() > 0 ? large.pointSizeF() * 1.5 : 14);
     headline->setFont(large);
     headline->setMargin(6);
-    advice = NewText(this);
     area = new QScrollArea(this);
     area->setWidgetResizable(true);
     area->setFrameShape(QFrame::NoFrame);
@@ -75,6 +75,8 @@ void ReportWindow::Build()
     auto* const inside = new QWidget(area);
     list = new QVBoxLayout(inside);
     list->setContentsMargins(0, 0, 0, 0);
+    advice = NewText(inside);
+    list->addWidget(advice);
     list->addStretch();
     area->setWidget(inside);
     totalText = NewText(this);
@@ -87,8 +89,7 @@ void ReportWindow::Build()
     Paint(warning, Tone::Warning);
     close = new QPushButton(i18n("&Close"), this);
     connect(close, &QPushButton::clicked, this, &QWidget::close);
-    for (QWidget* widget : std::initializer_list<QWidget*>{headline, advice})
-        layout->addWidget(widget);
+    layout->addWidget(headline);
     layout->addWidget(area, 1);
     for (QWidget* widget : std::initializer_list<QWidget*>{totalText, total, roomText, warning, close})
         layout->addWidget(widget);
@@ -117,6 +118,8 @@ void ReportWindow::Hear(int connection, const QByteArray& line)
             show();
     }
     if (line.contains("\"command\"")) {
+        if (connection >= 0)
+            room = LookAtRoom(run);
         if (run.Heard() != nullptr)
             run.LookUp(); // how the steps before ended, should they not have been heard
         JudgeNow(false);
@@ -165,6 +168,7 @@ void ReportWindow::JudgeNow(bool isOver)
     changed = true;
     if (outcome && !before) {
         ShowRun();
+        area->verticalScrollBar()->setValue(0);
         show(); // also where the operator has closed it meanwhile
     }
 }
@@ -181,8 +185,10 @@ void ReportWindow::ShowRun()
     }
     for (size_t i = 0; i < steps.size(); ++i) {
         rows[i]->Show(steps[i], run.IsClone());
-        if (steps[i].isHeard && !rows[i]->hasFocus())
+        if (steps[i].isHeard && inSight != steps[i].name) {
+            inSight = steps[i].name;
             area->ensureWidgetVisible(rows[i]);
+        }
     }
     ShowOutcome();
     ShowTotals();
@@ -198,7 +204,7 @@ void ReportWindow::ShowOutcome()
             : !outcome->good      ? Tone::Bad
             : outcome->warned > 0 ? Tone::Warning
                                   : Tone::Good);
-    SetText(advice, outcome ? Words::Advice(run, *outcome) : QString());
+    SetText(advice, outcome ? Words::Breakable(Words::Advice(run, *outcome)) : QString());
     if (windowTitle() != text)
         setWindowTitle(text);
 }
@@ -206,14 +212,15 @@ void ReportWindow::ShowOutcome()
 void ReportWindow::ShowTotals()
 {
     const double fraction = outcome ? 1 : run.Fraction();
+    const double stepLeft = run.Heard() == nullptr ? 0 : run.Heard()->SecondsLeft();
     const double seconds = static_cast<double>(clock.elapsed() - run.Begin()) / 1000;
     total->setVisible(!outcome);
     total->setValue(static_cast<int>(fraction * 1000));
     QString text;
     if (!outcome)
-        text = fraction > 0.02 && seconds > 5
-            ? i18n("All of the run: about %1 left", Words::Duration(seconds / fraction * (1 - fraction)))
-            : i18n("All of the run");
+        text = fraction > 0.02 && seconds > 5 ? i18n("All of the run: about %1 left",
+                   Words::Duration(std::max(stepLeft, seconds / fraction * (1 - fraction))))
+                                              : i18n("All of the run");
     SetText(totalText, text);
 }
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "room.h"
-#include "run.h"
+#include "runstate.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -49,7 +49,7 @@ private:
     void ShowRoom();
     void ShowOutcome();
 
-    Run run;
+    RunState run;
     Room room;
     std::optional<Outcome> outcome;
     bool changed = false;
@@ -57,6 +57,7 @@ private:
     QElapsedTimer clock;
     QTimer timer;
     int ticks = 0;
+    std::string inSight; ///< the step that was scrolled to last, which is done once: the operator may look elsewhere
 
     QLabel* headline = nullptr;
     QLabel* advice = nullptr;

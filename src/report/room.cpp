@@ -11,7 +11,7 @@
 
 namespace {
 /** The size of the image that is being written for this step; 0 where there is none yet. */
-uint64_t UnfinishedBytes(const Run& run, const Step& step)
+uint64_t UnfinishedBytes(const RunState& run, const Step& step)
 {
     const std::filesystem::path table = run.TablePath();
     const std::string stem = table.stem(); // SERIAL_DATE_hdc
@@ -27,7 +27,7 @@ uint64_t UnfinishedBytes(const Run& run, const Step& step)
 }
 } // namespace
 
-uint64_t EstimateNeed(const Run& run, uint64_t written)
+uint64_t EstimateNeed(const RunState& run, uint64_t written)
 {
     constexpr double enough = 16e6; // bytes of data that say something of how the rest shrinks
     const Step* current = run.Heard();
@@ -47,16 +47,14 @@ uint64_t EstimateNeed(const Run& run, uint64_t written)
     return static_cast<uint64_t>(std::max(0.0, need));
 }
 
-Room LookAtRoom(const Run& run)
+Room LookAtRoom(const RunState& run)
 {
     Room room;
-    const Step* current = run.Heard();
-    if (current == nullptr)
-        return room;
     std::error_code error;
     const std::filesystem::space_info space
         = std::filesystem::space(std::filesystem::path(run.TablePath()).parent_path(), error);
     room.left = error ? 0 : space.available;
-    room.needed = run.IsClone() ? EstimateNeed(run, UnfinishedBytes(run, *current)) : 0;
+    const Step* current = run.Heard();
+    room.needed = run.IsClone() && current != nullptr ? EstimateNeed(run, UnfinishedBytes(run, *current)) : 0;
     return room;
 }

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "run.h"
+#include "runstate.h"
 
 #include <cstdint>
 
@@ -20,10 +20,10 @@ struct Room
 };
 
 /** Looks at the REV disk: to be called only while a command works on it. */
-Room LookAtRoom(const Run& run);
+Room LookAtRoom(const RunState& run);
 
 /**
  * What is still to be written, by how much the data shrink and how full the partitions were so far.
  * @param written bytes of the unfinished image of the step that is running
  */
-uint64_t EstimateNeed(const Run& run, uint64_t written);
+uint64_t EstimateNeed(const RunState& run, uint64_t written);

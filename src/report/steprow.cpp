@@ -62,11 +62,11 @@ void StepRow::Show(const Step& step, bool isClone)
     const QString stateText = Words::State(step);
     const QString detailsText = Words::Details(step, isClone);
     const bool hasBar = step.state == Step::State::Running && step.total > 0;
-    name->setText(nameText);
+    name->setText(Words::Breakable(nameText));
     state->setText(stateText);
     state->setVisible(!hasBar);
     Paint(state, ToneOf(step.state));
-    details->setText(detailsText);
+    details->setText(Words::Breakable(detailsText));
     details->setVisible(!detailsText.isEmpty());
     bar->setVisible(hasBar);
     bar->setValue(static_cast<int>(step.Fraction() * 1000));

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "run.h"
+#include "runstate.h"
 
 #include <QFrame>
 

@@ -6,6 +6,7 @@
 #include <KLocalizedString>
 
 #include <QLocale>
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <filesystem>
@@ -57,11 +58,9 @@ QString Phase(const Step& step, bool isClone)
 QString Running(const Step& step, bool isClone)
 {
     QStringList parts = {Phase(step, isClone)};
-    const double rate = step.Rate();
-    if (rate > 0 && step.phase != "prove") {
-        parts.append(i18n("%1/s", Words::Size(rate)));
-        if (step.total >= step.done)
-            parts.append(i18n("%1 left", Words::Duration(static_cast<double>(step.total - step.done) / rate)));
+    if (step.Rate() > 0) {
+        parts.append(i18n("%1/s", Words::Size(step.Rate())));
+        parts.append(i18n("%1 left", Words::Duration(step.SecondsLeft())));
     }
     parts.removeAll(QString());
     return parts.join(QStringLiteral(", "));
@@ -89,7 +88,7 @@ QString Reason(const Step& step)
 }
 } // namespace
 
-QString Words::Title(const Run& run)
+QString Words::Title(const RunState& run)
 {
     const std::filesystem::path folder = std::filesystem::path(run.TablePath()).parent_path();
     const QString date = Text(folder.filename());
@@ -110,6 +109,8 @@ QString Words::Name(const Step& step, bool isClone)
 
 QString Words::State(const Step& step)
 {
+    TableLine line;
+    line.type = step.type;
     switch (step.state) {
     case Step::State::Waiting:
         return i18n("waiting");
@@ -124,7 +125,7 @@ QString Words::State(const Step& step)
     case Step::State::LeftOut:
         break;
     }
-    return i18n("left out");
+    return line.IsSwap() ? i18n("needs no image") : i18n("left out");
 }
 
 QString Words::Details(const Step& step, bool isClone)
@@ -136,8 +137,6 @@ QString Words::Details(const Step& step, bool isClone)
         parts.append(Running(step, isClone));
     else if (step.state == Step::State::Failed)
         parts.append(Reason(step));
-    else if (step.state == Step::State::LeftOut)
-        parts.append(!line.IsSwap() ? QString() : isClone ? i18n("needs no image") : i18n("has no image"));
     else if (step.HasEnded() && isClone && step.imageBytes > 0 && !line.IsExtended())
         parts.append(i18n("image of %1", Size(static_cast<double>(step.imageBytes))));
     for (const std::string& warning : step.warnings)
@@ -167,7 +166,7 @@ QString Words::Headline(const Outcome& outcome, bool isClone)
     return names.size() == 1 ? i18n("NOT complete: %1 is missing", list) : i18n("NOT complete: %1 are missing", list);
 }
 
-QString Words::Advice(const Run& run, const Outcome& outcome)
+QString Words::Advice(const RunState& run, const Outcome& outcome)
 {
     QStringList lines;
     for (const Step* step : outcome.faults)
@@ -187,6 +186,12 @@ QString Words::Advice(const Run& run, const Outcome& outcome)
                  "is good.",
                 serial, date));
     return lines.join(QLatin1Char('\n'));
+}
+
+QString Words::Breakable(QString text)
+{
+    static const QRegularExpression places(QStringLiteral("([/_.])"));
+    return text.replace(places, QStringLiteral("\\1") + QChar(0x200b));
 }
 
 QString Words::Duration(double seconds)

@@ -3,14 +3,14 @@
 
 #pragma once
 
-#include "run.h"
+#include "runstate.h"
 
 #include <QString>
 
 /** What the window says, in the operator's language. */
 namespace Words {
 /** As "Cloning A 12, 20260302". */
-QString Title(const Run& run);
+QString Title(const RunState& run);
 
 /** As "hdc1: ext4, 400.0 MB". */
 QString Name(const Step& step, bool isClone);
@@ -25,7 +25,10 @@ QString Details(const Step& step, bool isClone);
 QString Headline(const Outcome& outcome, bool isClone);
 
 /** Why, and what to do; a line for each. */
-QString Advice(const Run& run, const Outcome& outcome);
+QString Advice(const RunState& run, const Outcome& outcome);
+
+/** With places in the names of files at which a line can be broken. */
+QString Breakable(QString text);
 
 /** As "1:05". */
 QString Duration(double seconds);

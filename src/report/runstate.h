@@ -42,6 +42,8 @@ struct Step
     [[nodiscard]] double Fraction() const;
     /** Bytes a second; 0 when not known. */
     [[nodiscard]] double Rate() const;
+    /** Until the end of the phase; 0 when not known. */
+    [[nodiscard]] double SecondsLeft() const;
 };
 
 /** What a run came to. */
@@ -58,7 +60,7 @@ struct Outcome
  * A clone or restore run, as the commands tell of it one after the other. Whatever comes is believed as far as it can
  * be understood, and changes nothing otherwise.
  */
-class Run
+class RunState
 {
 public:
     /** A line that a command sent. @param connection tells commands apart; -1 for what was told without one */

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
-#include "run.h"
+#include "runstate.h"
 
 #include "failure.h"
 
@@ -91,7 +91,12 @@ double Step::Rate() const
         / static_cast<double>(samples.back().first - samples.front().first);
 }
 
-void Run::Take(int connection, const std::string& line, int64_t now)
+double Step::SecondsLeft() const
+{
+    return Rate() > 0 && total > done ? static_cast<double>(total - done) / Rate() : 0;
+}
+
+void RunState::Take(int connection, const std::string& line, int64_t now)
 {
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
     if (object.contains(QLatin1String("table"))) {
@@ -107,13 +112,13 @@ void Run::Take(int connection, const std::string& line, int64_t now)
     }
 }
 
-void Run::Greet(const std::string& path, int pid)
+void RunState::Greet(const std::string& path, int pid)
 {
     greeted = path;
     caller = pid;
 }
 
-void Run::Apply(const RunEntry& entry, int connection, int64_t now)
+void RunState::Apply(const RunEntry& entry, int connection, int64_t now)
 {
     const Role* role = RoleOf(entry.command);
     if (role == nullptr || entry.part.empty()
@@ -149,7 +154,7 @@ void Run::Apply(const RunEntry& entry, int connection, int64_t now)
     LeaveOutSkipped(step);
 }
 
-void Run::Clear(bool clone, const RunEntry& first, int64_t now)
+void RunState::Clear(bool clone, const RunEntry& first, int64_t now)
 {
     steps.clear();
     speakers.clear();
@@ -163,7 +168,7 @@ void Run::Clear(bool clone, const RunEntry& first, int64_t now)
 }
 
 /** The step, added at the end where it is new. */
-Step& Run::Find(Step::Kind kind, const std::string& name)
+Step& RunState::Find(Step::Kind kind, const std::string& name)
 {
     const auto found = std::find_if(steps.begin(), steps.end(), [kind, &name](const Step& step) {
         return step.kind == kind && step.name == name;
@@ -178,7 +183,7 @@ Step& Run::Find(Step::Kind kind, const std::string& name)
 }
 
 /** The partitions of the run, as soon as the set has its table. */
-void Run::LoadTable()
+void RunState::LoadTable()
 {
     if (tableRead || tablePath.empty())
         return;
@@ -200,7 +205,7 @@ void Run::LoadTable()
 }
 
 /** The steps of a restore run follow one another in the order of the table: what is passed over was not chosen. */
-void Run::LeaveOutSkipped(const Step& current)
+void RunState::LeaveOutSkipped(const Step& current)
 {
     if (isClone)
         return;
@@ -212,7 +217,7 @@ void Run::LeaveOutSkipped(const Step& current)
     }
 }
 
-void Run::Close(int connection, int64_t now)
+void RunState::Close(int connection, int64_t now)
 {
     const auto speaker = speakers.find(connection);
     if (speaker == speakers.end())
@@ -227,7 +232,7 @@ void Run::Close(int connection, int64_t now)
     step.reason = i18n("it was ended before its work was done").toStdString();
 }
 
-void Run::LookUp()
+void RunState::LookUp()
 {
     if (steps.empty() || tablePath.empty())
         return;
@@ -252,7 +257,7 @@ void Run::LookUp()
     }
 }
 
-std::optional<Outcome> Run::Judge(bool isOver) const
+std::optional<Outcome> RunState::Judge(bool isOver) const
 {
     Outcome outcome;
     bool goesOn = steps.empty(), hasBootLoader = false;
@@ -277,7 +282,7 @@ std::optional<Outcome> Run::Judge(bool isOver) const
     return outcome;
 }
 
-const Step* Run::Heard() const
+const Step* RunState::Heard() const
 {
     const auto heard = std::find_if(steps.begin(), steps.end(), [](const Step& step) {
         return step.isHeard;
@@ -285,14 +290,14 @@ const Step* Run::Heard() const
     return heard == steps.end() ? nullptr : &*heard;
 }
 
-bool Run::HasUnheard() const
+bool RunState::HasUnheard() const
 {
     return std::any_of(steps.begin(), steps.end(), [](const Step& step) {
         return step.state == Step::State::Running && !step.isHeard;
     });
 }
 
-double Run::Fraction() const
+double RunState::Fraction() const
 {
     double done = 0, all = 0;
     for (const Step& step : steps) {
