@@ -23,13 +23,18 @@ set_holds() {
         <(find . -type f ! -name '*.sum' ! -name '*.run' \( -empty -printf '%P is empty\n' -o -printf '%P\n' \) | sort)
 }
 
+# hashes_of_set: of its files but the run record, which each command adds to.
+hashes_of_set() {
+    find . -type f ! -name '*.run' -exec sha256sum {} + | LC_ALL=C sort -k 2
+}
+
 # note_set: for check_set TEXT, which sees that the files of the set selected are still those, and no others.
 note_set() {
-    sha256sum -- * >/run/noted-set
+    hashes_of_set >/run/noted-set
 }
 
 check_set() {
-    check "$1" diff /run/noted-set <(sha256sum -- *)
+    check "$1" diff /run/noted-set <(hashes_of_set)
 }
 
 # damage FILE: one bit in its middle.

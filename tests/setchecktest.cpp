@@ -51,12 +51,16 @@ private Q_SLOTS:
         row("rm hdc3.bz2.*", "");
         row("truncate -s -5 hdc5.bz2.sum", "hdc5 damaged");
         row("mv hdc1.bz2.000 x; mv hdc5.bz2.000 hdc1.bz2.000; mv x hdc5.bz2.000", "hdc1 damaged|hdc5 damaged");
-        row("sed -i '/^end/i partition hdc5' hdc1.bz2.sum", "hdc1 damaged");
+        row("sed -nE 's#/dev/hdc1 : start= *([0-9]+), size= *([0-9]+).*#partition hdc5\\nstart \\1\\nsize \\2#p' "
+            "hdc.sf >x; "
+            "sed -i '/^sha256/r x' hdc1.bz2.sum; rm x",
+            "hdc1 damaged");
         row("sed -i \"/^end/i table $(printf %064d 1)\" hdc1.bz2.sum", "hdc1 missing"); // of an earlier run
         row("sed -i s/hdc1/hdc2/ hdc.sf", "partition table damaged");
         row("rm hdc.sf", "partition table missing");
         row("rm hdc.mbr", "boot sector missing");
         row("truncate -s 511 hdc.mbr", "boot sector damaged");
+        row("printf x >>hdc.mbr", "boot sector damaged");
         row("truncate -s 510 hdc.mbr; truncate -s 512 hdc.mbr", "boot sector damaged");
         row("printf x | dd of=hdc.mbr bs=1 seek=455 conv=notrunc", "boot sector damaged"); // where partition 1 starts
         row("printf x | bzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "
@@ -64,6 +68,9 @@ private Q_SLOTS:
             "hdc1 damaged", true);
         QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
                                  << false;
+        QTest::newRow("foreign, exchanged")
+            << foreign + "; cp hdc1.bz2.000 hdc3.bz2.000"
+            << "partition table no record|hdc1 no record|hdc3 damaged|hdc5 no record" << false;
         QTest::newRow("foreign, cut") << foreign + "; bzip2 -dc hdc1.bz2.000 | head -c -9 | bzip2 >x; mv x hdc1.bz2.000"
                                       << "partition table no record|hdc1 damaged|hdc3 no record|hdc5 no record"
                                       << false;

@@ -110,12 +110,12 @@ void RunRecord::End(const std::string& reason)
     entry.command = CommandName();
     entry.result = reason.empty() ? "done" : "failed";
     entry.reason = reason;
-    if (path.empty()) {
-        reporter.End(entry.Line());
-        return;
-    }
-    entry.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
     entry.warnings = Warnings();
-    TryToAppend();
+    if (!path.empty()) {
+        entry.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
+        TryToAppend();
+    }
     reporter.End(entry.Line());
+    path.clear();
+    entry.part.clear();
 }

@@ -26,6 +26,9 @@ void Begin(
 /** What an image's record says of it. */
 void Note(const ImageRecord& record);
 
-/** Completes the entry and adds it to the record, where one was begun; an empty reason means that all went well. */
+/**
+ * Completes the entry, adds it to the record, where one was begun, and tells the window; once. An empty reason means
+ * that all went well.
+ */
 void End(const std::string& reason);
 } // namespace RunRecord
