@@ -184,7 +184,13 @@ void ReportWindow::ShowRun()
         rows.back()->show();
     }
     for (size_t i = 0; i < steps.size(); ++i) {
-        rows[i]->Show(steps[i], run.IsClone());
+        Step step = steps[i];
+        // At the end a step of which no end is known has failed; what a restore run never began was not chosen.
+        if (outcome && step.state == Step::State::Waiting && !run.IsClone())
+            step.state = Step::State::LeftOut;
+        else if (outcome && (step.state == Step::State::Waiting || step.state == Step::State::Running))
+            step.state = Step::State::Failed;
+        rows[i]->Show(step, run.IsClone());
         if (steps[i].isHeard && inSight != steps[i].name) {
             inSight = steps[i].name;
             area->ensureWidgetVisible(rows[i]);
@@ -217,7 +223,9 @@ void ReportWindow::ShowTotals()
     total->setVisible(!outcome);
     total->setValue(static_cast<int>(fraction * 1000));
     QString text;
-    if (!outcome)
+    if (!outcome && run.Heard() == nullptr && fraction >= 1)
+        text = i18n("Waiting for what follows");
+    else if (!outcome)
         text = fraction > 0.02 && seconds > 5 ? i18n("All of the run: about %1 left",
                    Words::Duration(std::max(stepLeft, seconds / fraction * (1 - fraction))))
                                               : i18n("All of the run");

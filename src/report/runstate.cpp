@@ -11,7 +11,6 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 
 namespace {
@@ -164,7 +163,9 @@ void RunState::Clear(bool clone, const RunEntry& first, int64_t now)
     sawHead = false;
     tableRead = false;
     begin = lastWord = now;
-    Find(Step::Kind::Table, first.part.substr(0, first.part.find_last_not_of("0123456789") + 1));
+    Step& table = Find(Step::Kind::Table, first.part.substr(0, first.part.find_last_not_of("0123456789") + 1));
+    if (!clone && first.command != "norvoRestorePT") // by hand
+        table.state = Step::State::LeftOut;
 }
 
 /** The step, added at the end where it is new. */
@@ -234,7 +235,8 @@ void RunState::Close(int connection, int64_t now)
 
 void RunState::LookUp()
 {
-    if (steps.empty() || tablePath.empty())
+    // What an earlier restore run did says nothing of a partition that is restored by hand; images of before are there.
+    if (steps.empty() || tablePath.empty() || (!isClone && !sawHead))
         return;
     const std::vector<RunEntry> entries = RunEntry::Read(RunRecordPath(tablePath));
     const auto isHead = [this](const RunEntry& entry) {
@@ -272,7 +274,7 @@ std::optional<Outcome> RunState::Judge(bool isOver) const
         outcome.proved += isPartition && isDone ? 1 : 0;
         outcome.warned += step.state == Step::State::Warned ? 1 : 0;
         if (!isDone && !isLeftOut)
-            outcome.faults.push_back(&step);
+            outcome.faults.push_back(step);
     }
     // The table of a clone tells what has to follow; of a restore only the boot loader is known to come last.
     goesOn = goesOn || (isClone ? !tableRead : !hasBootLoader);

@@ -50,10 +50,10 @@ struct Step
 struct Outcome
 {
     bool good = false;
-    size_t needed = 0;               ///< images that have to be there; in a restore, partitions that were begun
-    size_t proved = 0;               ///< those that are
-    size_t warned = 0;               ///< steps with warnings
-    std::vector<const Step*> faults; ///< steps that failed, or that nothing was heard of
+    size_t needed = 0;        ///< images that have to be there; in a restore, partitions that were begun
+    size_t proved = 0;        ///< those that are
+    size_t warned = 0;        ///< steps with warnings
+    std::vector<Step> faults; ///< steps that failed, or that nothing was heard of
 };
 
 /**

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <cmath>
 #include <filesystem>
 
 namespace {
@@ -84,7 +85,7 @@ QString Reason(const Step& step)
 {
     if (!step.reason.empty())
         return Text(step.reason);
-    return i18n("its command was not heard of");
+    return i18n("its command was not heard of; is it installed?");
 }
 } // namespace
 
@@ -155,8 +156,8 @@ QString Words::Headline(const Outcome& outcome, bool isClone)
     if (outcome.good)
         return i18n("Restored: %1 of %2 partitions written", proved, needed) + warned;
     QStringList names;
-    for (const Step* step : outcome.faults)
-        names.append(Subject(*step));
+    for (const Step& step : outcome.faults)
+        names.append(Subject(step));
     const QString list = names.join(QStringLiteral(", "));
     if (names.isEmpty())
         return isClone ? i18n("NOT complete: the partition table cannot be read")
@@ -169,8 +170,8 @@ QString Words::Headline(const Outcome& outcome, bool isClone)
 QString Words::Advice(const RunState& run, const Outcome& outcome)
 {
     QStringList lines;
-    for (const Step* step : outcome.faults)
-        lines.append(i18n("%1: %2", Subject(*step), Reason(*step)));
+    for (const Step& step : outcome.faults)
+        lines.append(i18n("%1: %2", Subject(step), Reason(step)));
     const std::filesystem::path folder = std::filesystem::path(run.TablePath()).parent_path();
     const QString serial = Text(folder.parent_path().filename());
     const QString date = Text(folder.filename());
@@ -196,7 +197,7 @@ QString Words::Breakable(QString text)
 
 QString Words::Duration(double seconds)
 {
-    const auto all = static_cast<qint64>(seconds + 0.5);
+    const auto all = std::llround(seconds);
     const QChar zero = QLatin1Char('0');
     const QString minutes = QString::number(all / 60 % 60);
     const QString rest = QString::number(all % 60).rightJustified(2, zero);
