@@ -87,6 +87,8 @@ private Q_SLOTS:
         row("clonePT hdc begun 0|clonePT hdc done 0", "|hdc1 waiting|hdc2 needs no image|hdc3 waiting");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2",
             "Image set complete: 2 of 2 images proved|hdc2 needs no image");
+        row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2|clone hdc4 failed 3 an empty slot",
+            "Image set complete: 2 of 2 images proved|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 done 1 bad sectors|clone hdc3 done 2",
             "Image set complete: 2 of 2 images proved (with warnings)|hdc1 done with warnings|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 begun 2", "|hdc2 needs no image|hdc3 running");

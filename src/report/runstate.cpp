@@ -129,6 +129,9 @@ void RunState::Apply(const RunEntry& entry, int connection, int64_t now)
     sawHead = sawHead || role->isHead;
     if (!isClone || !role->isHead || entry.result == "done") // a clone run writes it anew
         LoadTable();
+    // The program has an image made of each empty slot of the table too, which fails and is nothing to miss.
+    if (isClone && role->kind == Step::Kind::Partition && tableRead && !Has(entry.part))
+        return;
     Step& step = Find(role->kind, entry.part);
     if (entry.began < step.began || (entry.began == step.began && step.HasEnded()))
         return;
@@ -181,6 +184,13 @@ Step& RunState::Find(Step::Kind kind, const std::string& name)
     step.name = name;
     steps.push_back(step);
     return steps.back();
+}
+
+bool RunState::Has(const std::string& partition) const
+{
+    return std::any_of(steps.begin(), steps.end(), [&partition](const Step& step) {
+        return step.kind == Step::Kind::Partition && step.name == partition;
+    });
 }
 
 /** The partitions of the run, as soon as the set has its table. */

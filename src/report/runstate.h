@@ -114,6 +114,7 @@ private:
     void Apply(const RunEntry& entry, int connection, int64_t now);
     void Clear(bool clone, const RunEntry& first, int64_t now);
     Step& Find(Step::Kind kind, const std::string& name);
+    [[nodiscard]] bool Has(const std::string& partition) const;
     void LoadTable();
     void LeaveOutSkipped(const Step& current);
 
