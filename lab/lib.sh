@@ -180,8 +180,8 @@ led_is() {
     [[ $(led_colour "$1" "$2") == "$3" ]]
 }
 
-# clone_through_windows SERIAL NAME: a clone run from the main window and back, with screenshots.
-clone_through_windows() {
+# start_clone SERIAL NAME: a clone run from the main window, with a screenshot.
+start_clone() {
     click "$main_window" 75 175
     click Clone 250 20
     press ctrl+a
@@ -190,7 +190,18 @@ clone_through_windows() {
     type_text "$1"
     screenshot "$2-dialog"
     click Clone 375 150
+}
+
+# clone_through_windows SERIAL NAME: the same to its end and back.
+clone_through_windows() {
+    start_clone "$@"
     message_box Finish "$2-finished" 600
+}
+
+# check_report TITLE [SECONDS]: waits until the window beside the program says so in its title.
+check_report() {
+    wait_until "${2:-60}" "the report says: $1" window_id "$1" >/dev/null
+    say "ok: the report says: $1"
 }
 
 # start_restore NAME: from the Restore dialog, as it is set, to the output window of the run.

@@ -19,6 +19,7 @@ int main(int argc, char** argv)
     return RunCommandMain(argc, argv, "DISK FILE", [](const std::vector<std::string>& arguments) {
         const std::string& path = arguments[1];
         const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+        RunRecord::Expect(arguments[0]);
         NeedRevDisk(folder);
         if (!folder.empty() && !std::filesystem::is_directory(folder))
             throw Failure(ExitStatus::Missing, folder.string() + ": no such directory");

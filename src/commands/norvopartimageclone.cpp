@@ -78,8 +78,10 @@ uint64_t OldImageBytes(const ImageFiles& files)
 /** Image and record to the medium, and in place of older ones. */
 void SaveImage(const Device& partition, const Contents& contents, const ImageFiles& files, ImageRecord& record)
 {
+    RunRecord::Enter("write");
     StoreFile image(files.NewImage(), OldImageBytes(files) > 0);
     WriteContents(partition, contents, image, record);
+    RunRecord::Enter("prove");
     record.sha256 = image.Prove();
     record.bytes = image.Size();
     StoreFile recordFile(files.NewRecord());
@@ -149,6 +151,7 @@ int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "DIR PART BASE", [](const std::vector<std::string>& arguments) {
         const std::string& folder = arguments[0];
+        RunRecord::Expect(arguments[1]);
         const ImageFiles files(folder, arguments[1], arguments[2]);
         NeedCommands({"lbzip2", "partclone.imager"});
         NeedRevDisk(folder);

@@ -14,6 +14,7 @@
 #include "imagereader.h"
 #include "lock.h"
 #include "process.h"
+#include "progress.h"
 #include "runrecord.h"
 #include "savedtable.h"
 #include "use.h"
@@ -120,6 +121,8 @@ void WriteBeginning(const Device& disk, const TableFile& table)
 void WriteImage(const Device& partition, const ImageVolumes& volumes, const std::optional<ImageRecord>& record,
     const TableFile& table)
 {
+    RunRecord::Enter("write");
+    Progress::Print(partition.name);
     WriteGuard guard(partition);
     WipeSignatures(partition);
     volumes.WriteTo(partition, record ? record->sha256 : "");
@@ -152,6 +155,7 @@ int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "DIR PART VOLUME", [](const std::vector<std::string>& arguments) {
         const std::string& folder = arguments[0];
+        RunRecord::Expect(arguments[1]);
         const ImageFiles files(folder, arguments[1], BaseOfVolume(arguments[2]));
         NeedCommands({"lbzip2", "partclone.chkimg", "partclone.restore"});
         if (!std::filesystem::is_directory(folder))
@@ -174,6 +178,7 @@ int main(int argc, char** argv)
         }
         if (!extended)
             RefuseUnfit(partition, line, head, volumes.FirstPath());
+        RunRecord::Enter("check");
         if (record)
             volumes.CheckRecord(*record);
         else

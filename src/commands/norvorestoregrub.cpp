@@ -55,6 +55,7 @@ void RestoreBootLoader(
 int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "", [](const std::vector<std::string>& /*arguments*/) {
+        RunRecord::Expect(diskName);
         const Device disk = Device::Find(diskName);
         NeedCommands({"chroot"});
         const DiskLock lock(disk);

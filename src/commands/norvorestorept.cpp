@@ -85,6 +85,7 @@ void RestoreTable(TableFile& table, const Device& disk)
 int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "DISK FILE", [](const std::vector<std::string>& arguments) {
+        RunRecord::Expect(arguments[0]);
         const Device disk = Device::FindDisk(arguments[0]);
         DiskLock lock(disk);
         RunRecord::Begin(arguments[1], disk, disk.name, {});

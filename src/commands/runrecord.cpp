@@ -5,6 +5,8 @@
 
 #include "failure.h"
 #include "process.h"
+#include "progress.h"
+#include "reporter.h"
 #include "runentry.h"
 #include "storefile.h"
 
@@ -18,6 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 RunEntry entry;
+Reporter reporter;
 std::string path; ///< of the record; empty as long as no entry was begun
 Clock::time_point begun;
 
@@ -59,6 +62,17 @@ void TryToAppend()
 }
 } // namespace
 
+void RunRecord::Expect(const std::string& part)
+{
+    entry.part = part;
+    entry.began = TimeStamp();
+}
+
+void RunRecord::Enter(const std::string& phase)
+{
+    reporter.Enter(phase);
+}
+
 void RunRecord::Begin(
     const std::string& tablePath, const Device& disk, const std::string& part, const std::vector<std::string>& tools)
 {
@@ -73,6 +87,10 @@ void RunRecord::Begin(
     entry.model = ModelOf(disk);
     entry.serial = SerialNumberOf(disk);
     entry.diskBytes = disk.bytes;
+    reporter.Begin(tablePath, entry.Line());
+    Progress::Tell([](uint64_t done, uint64_t total) {
+        reporter.Progress(done, total);
+    });
     for (const std::string& tool : tools)
         entry.tools[tool] = VersionOf(tool);
     TryToAppend();
@@ -87,12 +105,17 @@ void RunRecord::Note(const ImageRecord& record)
 
 void RunRecord::End(const std::string& reason)
 {
-    if (path.empty())
+    if (entry.part.empty())
         return;
+    entry.command = CommandName();
     entry.result = reason.empty() ? "done" : "failed";
     entry.reason = reason;
-    entry.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
     entry.warnings = Warnings();
-    TryToAppend();
+    if (!path.empty()) {
+        entry.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
+        TryToAppend();
+    }
+    reporter.End(entry.Line());
     path.clear();
+    entry.part.clear();
 }

@@ -8,6 +8,12 @@
 
 /** What this command does, in the run record of its image set. A record that can't be written never fails a command. */
 namespace RunRecord {
+/** What the command is going to work on, so that its window can be told when it fails before it begins. */
+void Expect(const std::string& part);
+
+/** What is being done from now on, in one word for the window: "check", "write" or "prove". */
+void Enter(const std::string& phase);
+
 /**
  * Begins the entry, and adds its first line to the record of the set that has this partition-table file. Does nothing
  * where the set's folder does not exist.
@@ -20,7 +26,9 @@ void Begin(
 /** What an image's record says of it. */
 void Note(const ImageRecord& record);
 
-/** Completes the entry and adds it to the record, where one was begun, once; an empty reason means that all went well.
+/**
+ * Completes the entry, adds it to the record, where one was begun, and tells the window; once. An empty reason means
+ * that all went well.
  */
 void End(const std::string& reason);
 } // namespace RunRecord

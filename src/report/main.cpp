@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+// norvoReport [GREETING]: the window beside the program that shows what its commands do. The first command of a run
+// opens it and tells it in GREETING what it would say on the socket.
+
+#include "listener.h"
+#include "reportwindow.h"
+
+#include <KLocalizedString>
+
+#include <QApplication>
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    KLocalizedString::setApplicationDomain("norvoclonerestore");
+    QApplication::setApplicationName(QStringLiteral("norvoReport"));
+    QApplication::setApplicationDisplayName(QString());
+    QApplication::setQuitOnLastWindowClosed(false);
+    Listener listener;
+    if (!listener.Start())
+        return 1;
+    ReportWindow window;
+    QObject::connect(&listener, &Listener::said, &window, &ReportWindow::Hear);
+    QObject::connect(&listener, &Listener::closed, &window, &ReportWindow::EndOf);
+    const QStringList arguments = QApplication::arguments();
+    const QStringList lines = arguments.value(1).split(QLatin1Char('\n'));
+    for (const QString& line : lines)
+        window.Hear(-1, line.toUtf8());
+    return QApplication::exec();
+}
