@@ -77,9 +77,8 @@ void MakeChain(DosDisk& disk, const TableLine& extended, Chance& chance)
 DosDisk MakeDosDisk(Chance& chance)
 {
     DosDisk disk;
-    const uint64_t sectors = chance.Number(4000, 6000);
-    disk.bytes = chance.Bytes(sectors * 512);
-    disk.bootTrack = chance.Number(1, 500);
+    disk.bootTrack = chance.Number(0, 15) == 0 ? chance.Number(2049, 2500) : chance.Number(1, 500);
+    disk.bytes = chance.Bytes((disk.bootTrack + chance.Number(3500, 5500)) * 512);
     ClearEntries(disk.bytes, 0);
     std::vector<unsigned> places = {0, 1, 2, 3};
     for (size_t i = places.size(); i > 1; --i)
