@@ -13,10 +13,12 @@
 #include "runentry.h"
 #include "sha256.h"
 #include "utility.h"
+#include "words.h"
 
 #include <QApplication>
 
 #include <map>
+#include <sstream>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -110,15 +112,42 @@ void Chunks(const std::string& text)
     Require(bytes.contains('\0') || parts + chunks.Rest() == QString::fromUtf8(bytes));
 }
 
+/** Three commands on the socket, each line from that in its first byte's last bits; the fourth ends its connection. */
+void Socket(const std::string& text)
+{
+    RunState run;
+    std::istringstream lines(text);
+    std::string line;
+    for (int64_t now = 0; std::getline(lines, line); now += 500) {
+        const int connection = line.empty() ? 0 : line[0] & 3;
+        if (connection == 3)
+            run.Close(static_cast<int>(line.size() % 3), now);
+        else
+            run.Take(connection, line.substr(std::min<size_t>(line.size(), 1)), now);
+        Require(run.Fraction() >= 0 && run.Fraction() <= 1);
+    }
+    for (const Step& step : run.Steps()) {
+        Words::Details(step, run.IsClone());
+        Require(!Words::State(step).isEmpty());
+    }
+    const auto outcome = run.Judge(true);
+    if (!outcome)
+        return;
+    const QString said = Words::Headline(*outcome, run.IsClone());
+    Words::Advice(run, *outcome);
+    Require(!outcome->good || (outcome->proved == outcome->needed && !said.startsWith(QLatin1String("NOT"))));
+}
+
 void (*target)(const std::string&) = nullptr;
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     static const QApplication application(*argc, *argv);
-    const std::map<std::string, void (*)(const std::string&)> targets = {{"--chunks", Chunks}, {"--fstab", FileSystems},
-        {"--header", Header}, {"--line", Line}, {"--mounttable", Stable<MountTable>},
-        {"--record", Stable<Rewritten<ImageRecord>>}, {"--run", Stable<Run>}, {"--table", Table}, {"--usage", Usage}};
+    const std::map<std::string, void (*)(const std::string&)> targets
+        = {{"--chunks", Chunks}, {"--fstab", FileSystems}, {"--header", Header}, {"--line", Line},
+            {"--mounttable", Stable<MountTable>}, {"--record", Stable<Rewritten<ImageRecord>>}, {"--run", Stable<Run>},
+            {"--socket", Socket}, {"--table", Table}, {"--usage", Usage}};
     target = targets.at((*argv)[1]);
     return 0;
 }

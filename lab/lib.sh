@@ -95,7 +95,7 @@ start_program() {
 
 # window_id TITLE: of the window that can be seen; nothing and status 1 where there is none.
 window_id() {
-    xdotool search --onlyvisible --name "^${1//./\\.}\$" 2>/dev/null | head -n 1 | grep .
+    xdotool search --onlyvisible --name "^$(sed 's/[].[*?+(){}|^$\\]/\\&/g' <<<"$1")\$" 2>/dev/null | head -n 1 | grep .
 }
 
 # wait_window TITLE [SECONDS]: leaves its id in $window, with the keyboard's attention on it, which it can't have while a

@@ -60,7 +60,9 @@ class ReportTest : public QObject
     static QString Summary(const RunState& run, bool isOver)
     {
         const auto outcome = run.Judge(isOver);
-        QStringList words = {outcome ? Words::Headline(*outcome, run.IsClone()) : QString()};
+        QStringList words = {outcome ? Words::Headline(*outcome, run.IsClone())
+                : run.IsNearEnd()    ? "near its end"
+                                     : ""};
         for (const Step& step : run.Steps()) {
             if (step.state != Step::State::Done)
                 words.append(QString::fromStdString(step.name) + ' ' + Words::State(step));
@@ -93,22 +95,27 @@ private Q_SLOTS:
             "Image set complete: 2 of 2 images proved (with warnings)|hdc1 done with warnings|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 begun 2", "|hdc2 needs no image|hdc3 running");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 begun 2|/",
-            "NOT complete: hdc3 is missing|hdc2 needs no image|hdc3 failed");
-        row("clonePT hdc done 0|clone hdc1 failed 1 full|clone hdc3 failed 2 full",
+            "NOT complete: hdc3 is missing: it was ended before its work was done|hdc2 needs no image|hdc3 failed");
+        row("clonePT hdc done 0|clone hdc1 failed 1 /a b: full|clone hdc3 failed 2 full",
+            "NOT complete: hdc1, hdc3 are missing: full|hdc1 failed|hdc2 needs no image|hdc3 failed");
+        row("clonePT hdc done 0|clone hdc3 done 1|!",
+            "NOT complete: hdc1 is missing: its command was not heard of; is it installed?|hdc1 waiting|hdc2 needs no "
+            "image");
+        row("clonePT hdc done 0|clone hdc1 failed 1 full|clone hdc3 failed 2 unreadable",
             "NOT complete: hdc1, hdc3 are missing|hdc1 failed|hdc2 needs no image|hdc3 failed");
-        row("clonePT hdc done 0|clone hdc3 done 1|!", "NOT complete: hdc1 is missing|hdc1 waiting|hdc2 needs no image");
         row("clonePT hdc failed 0 unreadable|clone hdc1 done 1|clone hdc3 done 2",
-            "NOT complete: the partition table is missing|hdc failed|hdc2 needs no image");
+            "NOT complete: the partition table is missing: unreadable|hdc failed|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 failed 1 full|clone hdc3 done 1|clone hdc1 done 2",
             "Image set complete: 2 of 2 images proved|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2|clonePT hdc begun 3", "|hdc running");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2|restore hdc1 begun 3",
             "|hdc left out|hdc1 running|hdc2 needs no image|hdc3 waiting");
-        row("restorePT hdc done 0|restore hdc3 done 1", "|hdc1 left out|hdc2 needs no image");
+        row("restorePT hdc done 0|restore hdc1 done 1", "|hdc2 needs no image|hdc3 waiting");
+        row("restorePT hdc done 0|restore hdc3 done 1", "near its end|hdc1 left out|hdc2 needs no image");
         row("restorePT hdc done 0|restore hdc3 done 1|!",
             "Restored: 1 of 1 partitions written|hdc1 left out|hdc2 needs no image");
         row("restorePT hdc done 0|restore hdc1 failed 1 damaged|restore hdc3 done 1|grub hdc done 2",
-            "NOT restored: hdc1|hdc1 failed|hdc2 needs no image");
+            "NOT restored: hdc1: damaged|hdc1 failed|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2|restorePT hdc begun 3",
             "|hdc running|hdc1 waiting|hdc2 needs no image|hdc3 waiting");
     }
@@ -159,6 +166,13 @@ private Q_SLOTS:
         // Half of the 4 MB to come, and half of hdc3, which is as full.
         QCOMPARE(EstimateNeed(run, 8000000) / 1000, uint64_t{12000});
         QCOMPARE(Words::Details(run.Steps()[1], true), QString("saving, 6.0 MB/s, 0:01 left"));
+        RunEntry saved = RunEntry::Parse(Entry("clone hdc1 done 1")).front();
+        saved.imageBytes = 5000000;
+        run.Take(1, saved.Line(), 4000);
+        run.Take(2, Entry("clone hdc3 begun 2"), 4000);
+        QCOMPARE(EstimateNeed(run, 0), uint64_t{0}); // it is not known yet how full hdc3 is
+        run.Take(2, R"({"phase":"write","done":0,"total":12000000})", 5000);
+        QCOMPARE(EstimateNeed(run, 0), uint64_t{3000000}); // it shrinks as hdc1 did
     }
 
     void hearsCommandsAmongGarbage()
@@ -200,7 +214,7 @@ private Q_SLOTS:
         Reporter last;
         last.Begin(NewSet(), Entry("grub hdc begun 1"));
         last.End(Entry("grub hdc done 1"));
-        QTRY_COMPARE(window.windowTitle(), QString("NOT restored: the partition table"));
+        QTRY_COMPARE(window.windowTitle(), QString("NOT restored: the partition table: it is <b>full</b>"));
         QVERIFY(window.isVisible());
     }
 

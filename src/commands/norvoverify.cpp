@@ -7,6 +7,7 @@
 #include "command.h"
 #include "failure.h"
 #include "process.h"
+#include "progress.h"
 #include "setcheck.h"
 #include "use.h"
 
@@ -88,12 +89,19 @@ void ShowProgress(const std::string& text)
 std::vector<CheckedSet> CheckSets(const Request& request)
 {
     std::vector<CheckedSet> checked;
+    std::string current;
+    Progress::Tell([&current](uint64_t done, uint64_t total) {
+        if (total > 0)
+            ShowProgress(current + ", " + std::to_string(done * 100 / total) + " %");
+    });
     for (const ImageSet& set : FindSets(request.store, request.serial, request.date)) {
-        const auto begin = [&set](const std::string& part) {
-            ShowProgress("checking " + set.serial + " " + set.date + ": " + part);
+        const auto begin = [&](const std::string& part) {
+            current = "checking " + set.serial + " " + set.date + ": " + part;
+            ShowProgress(current);
         };
         checked.push_back({set, CheckSet(set, request.deep, begin)});
     }
+    Progress::Tell({});
     ShowProgress("");
     return checked;
 }

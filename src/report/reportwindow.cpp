@@ -24,9 +24,10 @@
 #include <csignal>
 
 namespace {
-constexpr int tick = 500;          // milliseconds
-constexpr int ticksOfRecord = 4;   // between two looks at the REV disk
-constexpr int64_t silence = 20000; // milliseconds after which nothing more is expected
+constexpr int tick = 500;        // milliseconds
+constexpr int ticksOfRecord = 4; // between two looks at the REV disk
+// Milliseconds after which nothing more is expected; the second where it is not even likely.
+constexpr int64_t silence = 20000, silenceNearEnd = 4000;
 
 QLabel* NewText(QWidget* parent)
 {
@@ -35,14 +36,6 @@ QLabel* NewText(QWidget* parent)
     label->setWordWrap(true);
     label->hide();
     return label;
-}
-
-/** Texts are set only when they are others: screen readers are told of each. */
-void SetText(QLabel* label, const QString& text)
-{
-    if (label->text() != text)
-        label->setText(text);
-    label->setVisible(!text.isEmpty());
 }
 } // namespace
 
@@ -138,7 +131,7 @@ void ReportWindow::EndOf(int connection)
 bool ReportWindow::IsOver() const
 {
     const bool gone = run.Caller() > 1 && kill(run.Caller(), 0) != 0 && errno == ESRCH;
-    return gone || clock.elapsed() - run.LastWord() > silence;
+    return gone || clock.elapsed() - run.LastWord() > (run.IsNearEnd() ? silenceNearEnd : silence);
 }
 
 void ReportWindow::Tick()
@@ -210,7 +203,7 @@ void ReportWindow::ShowOutcome()
             : !outcome->good      ? Tone::Bad
             : outcome->warned > 0 ? Tone::Warning
                                   : Tone::Good);
-    SetText(advice, outcome ? Words::Breakable(Words::Advice(run, *outcome)) : QString());
+    SetText(advice, outcome ? Words::Advice(run, *outcome) : QString());
     if (windowTitle() != text)
         setWindowTitle(text);
 }
@@ -239,7 +232,7 @@ void ReportWindow::ShowRoom()
         known ? i18n("Room left on the REV disk: %1", Words::Size(static_cast<double>(room.left))) : QString());
     QString text;
     if (known && tooSmall && !outcome)
-        text = i18n("The images are likely to need more room than the REV disk has: about %1 more.",
+        text = i18n("The images still to be made are likely to need about %1, more than the room that is left.",
             Words::Size(static_cast<double>(room.needed)));
     SetText(warning, text);
 }

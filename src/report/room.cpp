@@ -31,20 +31,30 @@ uint64_t EstimateNeed(const RunState& run, uint64_t written)
 {
     constexpr double enough = 16e6; // bytes of data that say something of how the rest shrinks
     const Step* current = run.Heard();
-    if (current == nullptr || current->phase != "write" || static_cast<double>(current->done) < enough
-        || current->bytes == 0)
+    if (current == nullptr)
         return 0;
-    const auto total = static_cast<double>(current->total);
-    const double shrunk = static_cast<double>(written) / static_cast<double>(current->done);
-    const double full = std::min(1.0, total / static_cast<double>(current->bytes));
-    double need = (total - static_cast<double>(current->done)) * shrunk;
+    const bool isWriting = current->phase == "write";
+    double saved = 0, images = 0, data = 0, sizes = 0;
+    for (const Step& step : run.Steps()) {
+        const bool isCurrent = &step == current && isWriting;
+        if (step.dataBytes == 0 || (!isCurrent && step.imageBytes == 0))
+            continue;
+        saved += static_cast<double>(isCurrent ? step.done : step.dataBytes);
+        images += static_cast<double>(isCurrent ? written : step.imageBytes);
+        data += static_cast<double>(step.dataBytes);
+        sizes += static_cast<double>(step.bytes);
+    }
+    if (saved < enough || sizes <= 0)
+        return 0;
+    const double shrunk = images / saved;
+    double need = isWriting ? static_cast<double>(current->total - std::min(current->done, current->total)) : 0;
     for (const Step& step : run.Steps()) {
         TableLine line;
         line.type = step.type;
         if (step.state == Step::State::Waiting && !line.IsExtended())
-            need += static_cast<double>(step.bytes) * full * shrunk;
+            need += static_cast<double>(step.bytes) * std::min(1.0, data / sizes);
     }
-    return static_cast<uint64_t>(std::max(0.0, need));
+    return static_cast<uint64_t>(need * shrunk);
 }
 
 Room LookAtRoom(const RunState& run)

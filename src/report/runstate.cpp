@@ -50,6 +50,8 @@ void Advance(Step& step, const QJsonObject& object, int64_t now)
     step.phase = phase;
     step.done = done;
     step.total = Number(object, "total");
+    if (phase == "write")
+        step.dataBytes = step.total;
     step.samples.emplace_back(now, done);
     if (step.samples.size() > 15)
         step.samples.pop_front();
@@ -307,6 +309,14 @@ bool RunState::HasUnheard() const
     return std::any_of(steps.begin(), steps.end(), [](const Step& step) {
         return step.state == Step::State::Running && !step.isHeard;
     });
+}
+
+bool RunState::IsNearEnd() const
+{
+    const auto last = std::find_if(steps.rbegin(), steps.rend(), [](const Step& step) {
+        return step.kind == Step::Kind::Partition && step.state != Step::State::LeftOut;
+    });
+    return !isClone && last != steps.rend() && last->HasEnded();
 }
 
 double RunState::Fraction() const

@@ -30,6 +30,7 @@ struct Step
     std::string phase; ///< "check", "write" or "prove"
     uint64_t done = 0; ///< bytes of this phase
     uint64_t total = 0;
+    uint64_t dataBytes = 0; ///< what there is to save or write; 0 when not known
     uint64_t imageBytes = 0;
     bool isHeard = false; ///< a connection of its command is open
     std::deque<std::pair<int64_t, uint64_t>> samples;
@@ -87,6 +88,8 @@ public:
     [[nodiscard]] const Step* Heard() const;
     /** Whether a step has begun of which no end is known and no command is heard. */
     [[nodiscard]] bool HasUnheard() const;
+    /** Whether it is a restore run whose last partition is done: the boot loader may follow, or nothing. */
+    [[nodiscard]] bool IsNearEnd() const;
     /** The path of the set's partition-table file; empty before the first command. */
     [[nodiscard]] const std::string& TablePath() const
     {

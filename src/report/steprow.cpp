@@ -62,12 +62,10 @@ void StepRow::Show(const Step& step, bool isClone)
     const QString stateText = Words::State(step);
     const QString detailsText = Words::Details(step, isClone);
     const bool hasBar = step.state == Step::State::Running && step.total > 0;
-    name->setText(Words::Breakable(nameText));
-    state->setText(stateText);
-    state->setVisible(!hasBar);
+    SetText(name, nameText);
+    SetText(state, hasBar ? QString() : stateText);
     Paint(state, ToneOf(step.state));
-    details->setText(Words::Breakable(detailsText));
-    details->setVisible(!detailsText.isEmpty());
+    SetText(details, detailsText);
     bar->setVisible(hasBar);
     bar->setValue(static_cast<int>(step.Fraction() * 1000));
     bar->setAccessibleName(nameText);
@@ -75,6 +73,16 @@ void StepRow::Show(const Step& step, bool isClone)
         + (detailsText.isEmpty() ? QString() : QStringLiteral(": ") + detailsText);
     if (accessibleName() != all)
         setAccessibleName(all);
+}
+
+void SetText(QLabel* label, const QString& text)
+{
+    // Only when it is another: screen readers are told of each, in the words without those places.
+    if (label->accessibleName() != text) {
+        label->setText(Words::Breakable(text));
+        label->setAccessibleName(text);
+    }
+    label->setVisible(!text.isEmpty());
 }
 
 void Paint(QLabel* label, Tone tone)

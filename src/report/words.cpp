@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -87,6 +88,23 @@ QString Reason(const Step& step)
         return Text(step.reason);
     return i18n("its command was not heard of; is it installed?");
 }
+/** The reason without the path at its beginning, which the text below the headline has. */
+QString Brief(const Step& step)
+{
+    const QString reason = Reason(step);
+    const int end = reason.startsWith(QLatin1Char('/')) ? reason.indexOf(QStringLiteral(": ")) : -1;
+    return end < 0 ? reason : reason.mid(end + 2);
+}
+
+/** What to append to the headline: the reason that all faults have in common. */
+QString CommonReason(const std::vector<Step>& faults)
+{
+    const QString reason = Brief(faults.front());
+    const bool isCommon = std::all_of(faults.begin(), faults.end(), [&reason](const Step& step) {
+        return Brief(step) == reason;
+    });
+    return isCommon ? QStringLiteral(": ") + reason : QString();
+}
 } // namespace
 
 QString Words::Title(const RunState& run)
@@ -158,13 +176,15 @@ QString Words::Headline(const Outcome& outcome, bool isClone)
     QStringList names;
     for (const Step& step : outcome.faults)
         names.append(Subject(step));
-    const QString list = names.join(QStringLiteral(", "));
     if (names.isEmpty())
         return isClone ? i18n("NOT complete: the partition table cannot be read")
                        : i18n("NOT restored: the partition table cannot be read");
+    const QString list = names.join(QStringLiteral(", "));
+    const QString reason = CommonReason(outcome.faults);
     if (!isClone)
-        return i18n("NOT restored: %1", list);
-    return names.size() == 1 ? i18n("NOT complete: %1 is missing", list) : i18n("NOT complete: %1 are missing", list);
+        return i18n("NOT restored: %1", list) + reason;
+    return (names.size() == 1 ? i18n("NOT complete: %1 is missing", list) : i18n("NOT complete: %1 are missing", list))
+        + reason;
 }
 
 QString Words::Advice(const RunState& run, const Outcome& outcome)

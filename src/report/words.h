@@ -21,7 +21,7 @@ QString State(const Step& step);
 /** What else there is to say of the step: rate and time left, or the reason in full. May be empty. */
 QString Details(const Step& step, bool isClone);
 
-/** In one line, as "NOT complete: hdc2 is missing". */
+/** In one line, as "NOT complete: hdc2 is missing: there is no room left on the medium". */
 QString Headline(const Outcome& outcome, bool isClone);
 
 /** Why, and what to do; a line for each. */
