@@ -8,11 +8,15 @@
 #include "revmanagerdlg.h"
 #include "stand.h"
 
+#include <KLocalizedString>
+
 #include <QApplication>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QStyle>
+
+#include <clocale>
 
 class FormsTest : public QObject
 {
@@ -122,7 +126,55 @@ private:
         QCOMPARE(TabOrder(form), tabOrder);
     }
 
+    /** The texts of a new form; after a look whether they fit. */
+    template <class Form> static QStringList Texts()
+    {
+        Form form(nullptr, nullptr, Qt::Window);
+        form.show();
+        QApplication::processEvents();
+        QStringList texts;
+        for (QWidget* widget : form.template findChildren<QWidget*>()) {
+            const QString text = widget->property("text").toString() + widget->property("title").toString();
+            if (text.isEmpty())
+                continue;
+            texts.append(text);
+            if (!Fits(widget))
+                texts.append(QStringLiteral("clipped: ") + text);
+        }
+        return texts;
+    }
+
+    static QStringList AllTexts(const QString& language)
+    {
+        KLocalizedString::setLanguages({language});
+        return Texts<mainDlg>() + Texts<cloneDlg>() + Texts<restoreDlg>() + Texts<restoreoutputdlg>()
+            + Texts<revManagerDlg>();
+    }
+
 private Q_SLOTS:
+    void speakTheirLanguages_data()
+    {
+        QTest::addColumn<QString>("same"); // words that are as in English
+        for (const char* const language : {"de", "es", "fr", "it"})
+            QTest::newRow(language) << (language == std::string("de") ? "Status" : "");
+    }
+
+    /** Nothing is left in English but names, and nothing is clipped. */
+    void speakTheirLanguages()
+    {
+        QFETCH(QString, same);
+        setlocale(LC_MESSAGES, "C.UTF-8");
+        const QStringList english = AllTexts("en_US");
+        const QStringList texts = AllTexts(QTest::currentDataTag());
+        QCOMPARE(texts.filter("clipped: "), QStringList());
+        QCOMPARE(texts.size(), english.size());
+        for (int i = 0; i < texts.size(); ++i) {
+            if (!texts[i].contains("Norvo Clone-Restore") && texts[i] != same)
+                QVERIFY2(texts[i] != english[i], qPrintable(texts[i]));
+        }
+        KLocalizedString::setLanguages({"en_US"});
+    }
+
     void areUsable()
     {
         const QString large = "<b><font size=\"+3\" face=\"Sans Serif\">%1</font></b>\n\n<p>%2</p>|";

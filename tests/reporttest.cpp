@@ -113,7 +113,7 @@ private Q_SLOTS:
         row("restorePT hdc done 0|restore hdc1 done 1", "|hdc2 needs no image|hdc3 waiting");
         row("restorePT hdc done 0|restore hdc3 done 1", "near its end|hdc1 left out|hdc2 needs no image");
         row("restorePT hdc done 0|restore hdc3 done 1|!",
-            "Restored: 1 of 1 partitions written|hdc1 left out|hdc2 needs no image");
+            "Restored: 1 of 1 partition written|hdc1 left out|hdc2 needs no image");
         row("restorePT hdc done 0|restore hdc1 failed 1 damaged|restore hdc3 done 1|grub hdc done 2",
             "NOT restored: hdc1: damaged|hdc1 failed|hdc2 needs no image");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2|restorePT hdc begun 3",

@@ -170,9 +170,12 @@ QString Words::Headline(const Outcome& outcome, bool isClone)
     const auto proved = static_cast<int>(outcome.proved);
     const auto needed = static_cast<int>(outcome.needed);
     if (outcome.good && isClone)
-        return i18n("Image set complete: %1 of %2 images proved", proved, needed) + warned;
+        return i18np("Image set complete: %2 of %1 image proved", "Image set complete: %2 of %1 images proved", needed,
+                   proved)
+            + warned;
     if (outcome.good)
-        return i18n("Restored: %1 of %2 partitions written", proved, needed) + warned;
+        return i18np("Restored: %2 of %1 partition written", "Restored: %2 of %1 partitions written", needed, proved)
+            + warned;
     QStringList names;
     for (const Step& step : outcome.faults)
         names.append(Subject(step));
@@ -183,8 +186,7 @@ QString Words::Headline(const Outcome& outcome, bool isClone)
     const QString reason = CommonReason(outcome.faults);
     if (!isClone)
         return i18n("NOT restored: %1", list) + reason;
-    return (names.size() == 1 ? i18n("NOT complete: %1 is missing", list) : i18n("NOT complete: %1 are missing", list))
-        + reason;
+    return i18np("NOT complete: %2 is missing", "NOT complete: %2 are missing", names.size(), list) + reason;
 }
 
 QString Words::Advice(const RunState& run, const Outcome& outcome)
