@@ -11,6 +11,8 @@
 #include "restoreoutput.h"
 #include "utility.h"
 
+#include <KLocalizedString>
+
 #include <QCloseEvent>
 #include <QDir>
 #include <QTextStream>
@@ -144,14 +146,13 @@ void Restore::AddPartition(partitionData record)
         partitions.push_back(record);
     } else if (record.type == QLatin1String(" f")) {
         row->setDisabled(true);
-        record.type = QStringLiteral("Extended");
+        record.type = i18n("Extended");
     } else {
         partitions.push_back(record);
         row->setCheckState(0, Qt::Checked);
     }
-    new QTreeWidgetItem(row,
-        {QStringLiteral("Details:"), record.start, record.size, record.type,
-            record.bootable ? QStringLiteral("YES") : QStringLiteral("NO")});
+    new QTreeWidgetItem(
+        row, {i18n("Details:"), record.start, record.size, record.type, record.bootable ? i18n("YES") : i18n("NO")});
 }
 
 void Restore::btnMount_clicked()

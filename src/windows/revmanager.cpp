@@ -9,6 +9,8 @@
 #include "imagestore.h"
 #include "utility.h"
 
+#include <KLocalizedString>
+
 #include <QCloseEvent>
 #include <QMessageBox>
 #include <QPushButton>
@@ -66,8 +68,8 @@ void RevManager::readFromStdErrOut()
 void RevManager::ResetUsage()
 {
     pgbUsage->setValue(0);
-    lblUsed->setText(QStringLiteral("Used space: "));
-    lblFree->setText(QStringLiteral("Free space: "));
+    lblUsed->setText(i18n("Used space:") + QLatin1Char(' '));
+    lblFree->setText(i18n("Free space:") + QLatin1Char(' '));
 }
 
 void RevManager::UpdatePgbUsage()
@@ -101,9 +103,9 @@ void RevManager::ShowUsage(const QString& dfLine)
         return dfLine.section(QLatin1Char(' '), n, n);
     };
     usedSpace = field(3);
-    lblUsed->setText(QStringLiteral("Used space: ") + usedSpace);
+    lblUsed->setText(i18n("Used space:") + QLatin1Char(' ') + usedSpace);
     freeSpace = field(4);
-    lblFree->setText(QStringLiteral("Free space: ") + freeSpace);
+    lblFree->setText(i18n("Free space:") + QLatin1Char(' ') + freeSpace);
     usagePercent = field(5).remove(QLatin1Char('%')).toInt();
     pgbUsage->setValue(usagePercent);
 }
