@@ -98,6 +98,23 @@ std::vector<RunEntry> RunEntry::Read(const std::string& path)
     }
 }
 
+std::string RunEntry::LaterFailure(const std::vector<RunEntry>& run, const std::string& part, const std::string& sha256)
+{
+    bool made = false;
+    std::string reason;
+    for (const RunEntry& entry : run) {
+        if (entry.part != part || (entry.command != "norvoClonePT" && entry.command != "norvoPartimageClone"))
+            continue;
+        if (entry.result == "done")
+            made = entry.sha256 == sha256;
+        if (entry.result == "done" || !made)
+            reason.clear();
+        else
+            reason = entry.reason.empty() ? "the saving did not end" : entry.reason;
+    }
+    return reason;
+}
+
 std::string RunRecordPath(const std::string& tablePath)
 {
     return std::filesystem::path(tablePath).replace_extension(".run");
