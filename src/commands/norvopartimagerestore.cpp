@@ -123,6 +123,13 @@ void WriteBeginning(const Device& disk, const TableFile& table)
     ioctl(node.Get(), BLKRRPART); // partitions of before are there no more
 }
 
+/** An imager or a disk that takes everything and writes nothing says that all went well. */
+void NeedContents(const Device& partition, const std::optional<ImageRecord>& record)
+{
+    if (record && record->bad.empty() && ProbeContents(partition).type != record->content)
+        throw Failure(ExitStatus::Failed, partition.path + ": the " + record->content + " written isn't found on it");
+}
+
 /** First the signatures of what was there go: those that the image does not overwrite would make it ambiguous. */
 void WriteImage(const Device& partition, const ImageVolumes& volumes, const std::optional<ImageRecord>& record,
     const TableFile& table)
@@ -137,6 +144,7 @@ void WriteImage(const Device& partition, const ImageVolumes& volumes, const std:
         WriteBeginning(partition, table);
     WriteNtfsCopy(partition);
     FlushDevice(partition);
+    NeedContents(partition, record);
     guard.Done();
 }
 
