@@ -10,6 +10,7 @@
 #include "runentry.h"
 #include "storefile.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 
@@ -35,17 +36,33 @@ std::string VersionOf(const std::string& tool)
     return text.substr(0, text.find('\n'));
 }
 
-/** Without room for another file: shorter, without the versions of tools, in the place of the old one. */
-void WriteInPlace(std::vector<RunEntry> entries)
+/** Whether a later entry tells how this attempt ended. */
+bool IsSuperseded(const std::vector<RunEntry>& entries, const RunEntry& begun)
+{
+    return begun.result == "begun" && std::any_of(entries.begin(), entries.end(), [&begun](const RunEntry& other) {
+        return other.result != "begun" && other.command == begun.command && other.part == begun.part
+            && other.began == begun.began;
+    });
+}
+
+/** Without room for another file: in the place of the old one, and shorter: what each attempt came to, and no more. */
+void WriteInPlace(const std::vector<RunEntry>& entries)
 {
     std::string text;
-    for (RunEntry& entry : entries) {
-        entry.tools.clear();
-        text += entry.Line();
+    for (const RunEntry& whole : entries) {
+        RunEntry brief;
+        brief.command = whole.command;
+        brief.part = whole.part;
+        brief.began = whole.began;
+        brief.result = whole.result;
+        brief.reason = whole.reason.substr(0, 200);
+        brief.sha256 = whole.sha256;
+        if (!IsSuperseded(entries, whole))
+            text += brief.Line();
     }
     const Descriptor file = Descriptor::Open(path, O_WRONLY);
     if (file && WriteAll(file.Get(), text.data(), text.size())
-        && ftruncate(file.Get(), lseek(file.Get(), 0, SEEK_CUR)) == 0)
+        && ftruncate(file.Get(), static_cast<off_t>(text.size())) == 0)
         fsync(file.Get());
 }
 
