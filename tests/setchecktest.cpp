@@ -71,6 +71,7 @@ private Q_SLOTS:
         row((image + runs + "{ line begun; line done $h; line begun; } >hdc.run").c_str(), "hdc1 missing");
         row((image + runs + "{ line done $h; line begun; line failed; } >hdc.run").c_str(), "hdc1 missing");
         row((table + runs + "{ line done $h; line begun; } >hdc.run").c_str(), "partition table missing");
+        row((image + runs + "{ line done $h; c=norvoClonePT p1=hdc; line begun; } >hdc.run").c_str(), "hdc1 missing");
         row((image + runs + "{ line failed; line done $h; c=x; line failed; } >hdc.run").c_str(), "");
         row((image + runs + "{ line done 0; line failed; } >hdc.run").c_str(), "");
         row("printf x | lbzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "

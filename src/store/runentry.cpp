@@ -103,14 +103,16 @@ std::string RunEntry::LaterFailure(const std::vector<RunEntry>& run, const std::
     bool made = false;
     std::string reason;
     for (const RunEntry& entry : run) {
-        if (entry.part != part || (entry.command != "norvoClonePT" && entry.command != "norvoPartimageClone"))
-            continue;
-        if (entry.result == "done")
+        const bool begins = entry.command == "norvoClonePT"; // a run
+        const bool own = entry.part == part && (begins || entry.command == "norvoPartimageClone");
+        if (own && entry.result == "done") {
             made = entry.sha256 == sha256;
-        if (entry.result == "done" || !made)
             reason.clear();
-        else
+        } else if (made && own) {
             reason = entry.reason.empty() ? "the saving did not end" : entry.reason;
+        } else if (made && begins) {
+            reason = "it did not get as far";
+        }
     }
     return reason;
 }
