@@ -80,6 +80,19 @@ private Q_SLOTS:
         QCOMPARE(Kernel::calls.join('|'), QString("mount /dev/hdb /mnt/rev/ udf 0 ''|umount /mnt/rev/"));
     }
 
+    // Who reads it meanwhile, as a power cut does, has the old table or the new one.
+    void replacesTheTableAsAWhole()
+    {
+        WriteFile(table, rev + root);
+        QVERIFY(QFile::setPermissions(table, QFile::ReadOwner | QFile::WriteOwner));
+        QFile reader(table);
+        QVERIFY(reader.open(QIODevice::ReadOnly) && UmountRev());
+        QCOMPARE(reader.readAll(), rev + root);
+        QCOMPARE(ReadFile(table), root);
+        QCOMPARE(QFileInfo(table).permissions() & QFile::ReadOther, QFile::Permissions());
+        QCOMPARE(QDir("/etc").entryList({"mtab*"}), QStringList("mtab"));
+    }
+
     void leavesOddTablesAlone()
     {
         QVERIFY(QFile::remove(table) && MountRev() && UmountRev() && !QFile::exists(table));

@@ -63,6 +63,17 @@ private Q_SLOTS:
         row("printf x >>hdc.mbr", "boot sector damaged");
         row("truncate -s 510 hdc.mbr; truncate -s 512 hdc.mbr", "boot sector damaged");
         row("printf x | dd of=hdc.mbr bs=1 seek=455 conv=notrunc", "boot sector damaged"); // where partition 1 starts
+        // A later run of the day has failed: at an image, at the table, and at neither any more.
+        const std::string image = "h=$(sed -n 's/^sha256 //p' hdc1.bz2.sum); c=norvoPartimageClone p1=hdc1; ";
+        const std::string table = "h=$(sed -n 's/.*sha256 //p' hdc.sf); c=norvoClonePT p1=hdc; ";
+        const std::string runs = "line() { printf '{\"command\":\"%s\",\"part\":\"%s\",\"result\":\"%s\",\"sha256\":"
+                                 "\"%s\"}\\n' $c $p1 $1 \"${2:-}\"; }; ";
+        row((image + runs + "{ line begun; line done $h; line begun; } >hdc.run").c_str(), "hdc1 missing");
+        row((image + runs + "{ line done $h; line begun; line failed; } >hdc.run").c_str(), "hdc1 missing");
+        row((table + runs + "{ line done $h; line begun; } >hdc.run").c_str(), "partition table missing");
+        row((image + runs + "{ line done $h; c=norvoClonePT p1=hdc; line begun; } >hdc.run").c_str(), "hdc1 missing");
+        row((image + runs + "{ line failed; line done $h; c=x; line failed; } >hdc.run").c_str(), "");
+        row((image + runs + "{ line done 0; line failed; } >hdc.run").c_str(), "");
         row("printf x | lbzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "
             "sed -i \"s/^bytes .*/bytes $s/; s/^sha256 .*/sha256 ${h%% *}/\" hdc1.bz2.sum",
             "hdc1 damaged", true);

@@ -34,5 +34,6 @@ int main(int argc, char** argv)
         file.Write(text.data(), text.size());
         file.Prove();
         file.PutInPlace(path);
+        RunRecord::NoteTable(table.seal);
     });
 }

@@ -15,6 +15,7 @@
 #include "lock.h"
 #include "process.h"
 #include "progress.h"
+#include "runentry.h"
 #include "runrecord.h"
 #include "savedtable.h"
 #include "use.h"
@@ -57,7 +58,8 @@ TableLine FindLine(const Device& partition, const Device& disk, const TableFile&
 }
 
 /** That the image is the one of this partition in this set. */
-void CheckIdentity(const ImageRecord& record, const TableFile& table, const TableLine& line, const std::string& path)
+void CheckIdentity(const ImageRecord& record, const TableFile& table, const TableLine& line,
+    const std::vector<RunEntry>& run, const std::string& path)
 {
     const std::string mismatch = record.Mismatch(table, line);
     if (!mismatch.empty())
@@ -65,7 +67,11 @@ void CheckIdentity(const ImageRecord& record, const TableFile& table, const Tabl
     if (record.IsOfEarlierRun(table)) {
         Warn(path + ": the image is of an earlier run (" + record.saved + ") than the partition table of its set ("
             + table.saved + "): the later run could not save this partition");
+        return;
     }
+    const std::string why = RunEntry::LaterFailure(run, record.partition, record.sha256);
+    if (!why.empty())
+        Warn(path + ": the image is of an earlier run (" + record.saved + "); the later run says: " + why);
 }
 
 void RefuseUnfit(const Device& partition, const TableLine& line, const std::string& head, const std::string& path)
@@ -117,6 +123,13 @@ void WriteBeginning(const Device& disk, const TableFile& table)
     ioctl(node.Get(), BLKRRPART); // partitions of before are there no more
 }
 
+/** An imager or a disk that takes everything and writes nothing says that all went well. */
+void NeedContents(const Device& partition, const std::optional<ImageRecord>& record)
+{
+    if (record && record->bad.empty() && ProbeContents(partition).type != record->content)
+        throw Failure(ExitStatus::Failed, partition.path + ": the " + record->content + " written isn't found on it");
+}
+
 /** First the signatures of what was there go: those that the image does not overwrite would make it ambiguous. */
 void WriteImage(const Device& partition, const ImageVolumes& volumes, const std::optional<ImageRecord>& record,
     const TableFile& table)
@@ -131,6 +144,7 @@ void WriteImage(const Device& partition, const ImageVolumes& volumes, const std:
         WriteBeginning(partition, table);
     WriteNtfsCopy(partition);
     FlushDevice(partition);
+    NeedContents(partition, record);
     guard.Done();
 }
 
@@ -173,7 +187,7 @@ int main(int argc, char** argv)
         std::optional<ImageRecord> record;
         if (std::filesystem::exists(files.Record())) {
             record = ImageRecord::Read(files.Record());
-            CheckIdentity(*record, table, line, volumes.FirstPath());
+            CheckIdentity(*record, table, line, RunEntry::Read(RunRecordPath(tablePath)), volumes.FirstPath());
             RunRecord::Note(*record);
         }
         if (!extended)
@@ -188,6 +202,10 @@ int main(int argc, char** argv)
             return;
         }
         WriteImage(partition, volumes, record, table);
+        if (!record && !table.seal.empty()) {
+            Warn(volumes.FirstPath()
+                + ": the image lacks its record: it may be of an earlier run or of another partition");
+        }
         Report(partition, record);
     });
 }

@@ -12,9 +12,12 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "lock.h"
+#include "runentry.h"
 #include "runrecord.h"
 #include "tablewriter.h"
 #include "use.h"
+
+#include <filesystem>
 
 #include <fcntl.h>
 
@@ -26,6 +29,15 @@ std::string ReadBootSector(const Device& disk)
     if (ReadAt(node.Get(), sector.data(), sector.size(), 0) != static_cast<ssize_t>(sector.size()))
         throw Failure(ExitStatus::Failed, disk.path + ": cannot be read");
     return sector;
+}
+
+/** The boot sector beside the table file has just been written, and gives way to the table's own. */
+void WarnOfOtherBootSector(const TableFile& table, const std::string& path)
+{
+    const std::string saved = std::filesystem::path(path).replace_extension(".mbr");
+    std::error_code error;
+    if (std::filesystem::exists(saved, error) && table.IsOtherBootSector(ReadFile(saved, 4096)))
+        Warn(saved + " and " + path + " have different boot sectors: one of them is damaged or of another run");
 }
 
 /** libfdisk's description of a table that is known by its lines alone. */
@@ -98,6 +110,11 @@ int main(int argc, char** argv)
             Say(disk.name + ": the disk was saved as a whole, there is no partition table to write");
             return;
         }
+        const std::string why
+            = RunEntry::LaterFailure(RunEntry::Read(RunRecordPath(arguments[1])), table.disk, table.seal);
+        if (!why.empty())
+            Warn(arguments[1] + ": it is of an earlier run (" + table.saved + "); the later run says: " + why);
+        WarnOfOtherBootSector(table, arguments[1]);
         RestoreTable(table, disk);
         lock.Release(); // udev makes the links for the new partitions now
         WaitForNodes(table, disk);

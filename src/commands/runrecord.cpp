@@ -10,11 +10,13 @@
 #include "runentry.h"
 #include "storefile.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 using Clock = std::chrono::steady_clock;
@@ -34,28 +36,63 @@ std::string VersionOf(const std::string& tool)
     return text.substr(0, text.find('\n'));
 }
 
+/** Whether a later entry tells how this attempt ended. */
+bool IsSuperseded(const std::vector<RunEntry>& entries, const RunEntry& begun)
+{
+    return begun.result == "begun" && std::any_of(entries.begin(), entries.end(), [&begun](const RunEntry& other) {
+        return other.result != "begun" && other.command == begun.command && other.part == begun.part
+            && other.began == begun.began;
+    });
+}
+
+/** Without room for another file: in the place of the old one, and shorter: what each attempt came to, and no more. */
+void WriteInPlace(const std::vector<RunEntry>& entries)
+{
+    std::string text;
+    for (const RunEntry& whole : entries) {
+        RunEntry brief;
+        brief.command = whole.command;
+        brief.part = whole.part;
+        brief.began = whole.began;
+        brief.result = whole.result;
+        brief.reason = whole.reason.substr(0, 200);
+        brief.sha256 = whole.sha256;
+        if (!IsSuperseded(entries, whole))
+            text += brief.Line();
+    }
+    const Descriptor file = Descriptor::Open(path, O_WRONLY);
+    if (file && WriteAll(file.Get(), text.data(), text.size())
+        && ftruncate(file.Get(), static_cast<off_t>(text.size())) == 0)
+        fsync(file.Get());
+}
+
 /** The record is written anew beside the old one: after a power cut there is the one or the other, whole. */
-void Append(const std::string& line)
+void Append()
 {
     const std::string folder = std::filesystem::path(path).parent_path();
     const Descriptor lock = Descriptor::Open(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
     if (!lock || flock(lock.Get(), LOCK_EX) != 0)
         return;
+    std::vector<RunEntry> entries = RunEntry::Read(path);
+    entries.push_back(entry);
     std::string text;
-    for (const RunEntry& earlier : RunEntry::Read(path))
-        text += earlier.Line();
-    text += line;
-    StoreFile file(path + ".new");
-    file.Write(text.data(), text.size());
-    file.Prove();
-    file.PutInPlace(path);
+    for (const RunEntry& each : entries)
+        text += each.Line();
+    try {
+        StoreFile file(path + ".new");
+        file.Write(text.data(), text.size());
+        file.Prove();
+        file.PutInPlace(path);
+    } catch (const NoRoom&) {
+        WriteInPlace(entries);
+    }
 }
 
 /** What is written of the run must not end the run. */
 void TryToAppend()
 {
     try {
-        Append(entry.Line());
+        Append();
     } catch (const Failure&) {
         // A medium that is full or can't be written to: the work itself tells, if it matters.
     }
@@ -101,6 +138,11 @@ void RunRecord::Note(const ImageRecord& record)
     entry.found = record.content;
     entry.imageBytes = record.bytes;
     entry.sha256 = record.sha256;
+}
+
+void RunRecord::NoteTable(const std::string& seal)
+{
+    entry.sha256 = seal;
 }
 
 void RunRecord::End(const std::string& reason)

@@ -26,6 +26,9 @@ void Begin(
 /** What an image's record says of it. */
 void Note(const ImageRecord& record);
 
+/** The seal of the partition table that was saved. */
+void NoteTable(const std::string& seal);
+
 /**
  * Completes the entry, adds it to the record, where one was begun, and tells the window; once. An empty reason means
  * that all went well.

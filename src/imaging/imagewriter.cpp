@@ -150,6 +150,8 @@ void Relay::Run()
         throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends[1].LastWords());
     if (!ends[0].Succeeded() && !reader)
         throw Failure(ExitStatus::Failed, partition.path + ": " + ends[0].name + " failed: " + ends[0].LastWords());
+    if (file.Size() == 0)
+        throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 has written nothing");
     if (!header || relayed != header->DataBytes())
         throw Failure(ExitStatus::Failed, partition.path + ": the image did not become whole");
     if (reader)

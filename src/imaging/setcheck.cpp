@@ -117,6 +117,15 @@ private:
         return reason.empty() ? "" : "; " + reason;
     }
 
+    /** A Failure, with the part missing, where a later run could not save it. */
+    void NeedLatest(CheckedPart& part, const std::string& name, const std::string& hash) const
+    {
+        if (RunEntry::LaterFailure(run, name, hash).empty())
+            return;
+        part.verdict = Verdict::Missing;
+        throw Failure(ExitStatus::Damaged, "what is there is good, but of an earlier run");
+    }
+
     std::string PathOf(const std::string& ending) const
     {
         return set.folder + "/" + set.Prefix() + ending;
@@ -138,9 +147,11 @@ private:
         if (table->seal.empty()) {
             part.verdict = Verdict::Unrecorded;
             part.remark = "partition lines alone, of another maker";
-        } else if (!table->warnings.empty()) {
-            part.remark = table->warnings.front();
+            return;
         }
+        NeedLatest(part, table->disk, table->seal);
+        if (!table->warnings.empty())
+            part.remark = table->warnings.front();
     }
 
     void CheckBootSector(CheckedPart& part) const
@@ -156,6 +167,9 @@ private:
             throw Failure(ExitStatus::Damaged, path + " is not a boot sector: it lacks the signature at its end");
         if (!Fits(bytes, *table))
             throw Failure(ExitStatus::Damaged, path + " has other partitions than the set's partition table");
+        if (table->IsOtherBootSector(bytes))
+            throw Failure(
+                ExitStatus::Damaged, path + " is damaged or of another run: the partition table's own differs");
     }
 
     void CheckImage(CheckedPart& part, const TableLine& line) const
@@ -189,6 +203,7 @@ private:
             throw Failure(ExitStatus::Damaged,
                 volumes.FirstPath() + " is of an earlier run (" + record.saved + ") than the partition table");
         }
+        NeedLatest(part, part.name, record.sha256);
         if (!record.bad.empty())
             part.remark
                 = std::to_string(record.bad.size()) + " places of the disk could not be read; zeros stand there";

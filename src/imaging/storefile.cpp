@@ -108,6 +108,8 @@ void StoreFile::PutInPlace(const std::string& place)
     guard.Done();
     const std::string parent = std::filesystem::path(place).parent_path();
     const Descriptor folder = Descriptor::Open(parent.empty() ? "." : parent, O_RDONLY | O_DIRECTORY);
-    if (!folder || fsync(folder.Get()) != 0)
+    // The folder alone would not do: the folders above it may be new, and the boot sector was written by another
+    // command.
+    if (!folder || syncfs(folder.Get()) != 0)
         throw SystemFailure(ExitStatus::Failed, place + ": cannot be written to the medium", errno);
 }

@@ -39,7 +39,7 @@ public:
     /** To the medium and back; gives the SHA-256 of all that was written. Throws Interrupted. */
     std::string Prove();
 
-    /** Renames it to `path`, for good: also the folder is forced to the medium. */
+    /** Renames it to `path`, for good: all that waits for the medium is forced to it. */
     void PutInPlace(const std::string& path);
 
     [[nodiscard]] uint64_t Size() const

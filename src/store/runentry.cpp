@@ -98,6 +98,25 @@ std::vector<RunEntry> RunEntry::Read(const std::string& path)
     }
 }
 
+std::string RunEntry::LaterFailure(const std::vector<RunEntry>& run, const std::string& part, const std::string& sha256)
+{
+    bool made = false;
+    std::string reason;
+    for (const RunEntry& entry : run) {
+        const bool begins = entry.command == "norvoClonePT"; // a run
+        const bool own = entry.part == part && (begins || entry.command == "norvoPartimageClone");
+        if (own && entry.result == "done") {
+            made = entry.sha256 == sha256;
+            reason.clear();
+        } else if (made && own) {
+            reason = entry.reason.empty() ? "the saving did not end" : entry.reason;
+        } else if (made && begins) {
+            reason = "it did not get as far";
+        }
+    }
+    return reason;
+}
+
 std::string RunRecordPath(const std::string& tablePath)
 {
     return std::filesystem::path(tablePath).replace_extension(".run");

@@ -37,6 +37,13 @@ struct RunEntry
 
     /** Those of the record at `path`; none where there is no record that can be read. */
     static std::vector<RunEntry> Read(const std::string& path);
+
+    /**
+     * Why a later run could not save a part anew whose file has this hash; empty where none has tried, or where the run
+     * that made that file isn't in the record. It goes by the order of the entries: clocks are set back.
+     */
+    static std::string LaterFailure(
+        const std::vector<RunEntry>& run, const std::string& part, const std::string& sha256);
 };
 
 /** The path of the run record of the set that has this partition-table file. */

@@ -94,6 +94,13 @@ public:
     /** The line of that partition, where it is in use; a null pointer otherwise. */
     [[nodiscard]] const TableLine* Find(unsigned number) const;
 
+    /** Whether these are not the bytes of the boot sector that was saved with the table; false where there is none. */
+    [[nodiscard]] bool IsOtherBootSector(const std::string& bytes) const
+    {
+        return !raw.empty() && raw.front().offset == 0 && bytes.size() <= raw.front().bytes.size()
+            && raw.front().bytes.compare(0, bytes.size(), bytes) != 0;
+    }
+
     /** Whether the disk has something on it without a partition table. */
     [[nodiscard]] bool IsWholeDisk() const
     {

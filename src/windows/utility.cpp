@@ -20,6 +20,7 @@
 #include <sstream>
 #include <string>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 #include <vector>
@@ -105,10 +106,30 @@ std::string Text(FILE* file)
     return text;
 }
 
+/** Puts a new mount table in the place of the old one: a power cut leaves the one or the other, whole. */
+bool ReplaceMountTable(const std::string& text)
+{
+    const std::string path = std::string(mountTable) + ".new";
+    struct stat old;
+    const File file(lstat(mountTable, &old) == 0 && S_ISREG(old.st_mode) ? fopen(path.c_str(), "w") : nullptr);
+    if (!file)
+        return false;
+    const int descriptor = fileno(file.get());
+    if (fwrite(text.data(), 1, text.size(), file.get()) == text.size() && fflush(file.get()) == 0
+        && fchown(descriptor, old.st_uid, old.st_gid) == 0 && fchmod(descriptor, old.st_mode & 07777) == 0
+        && fsync(descriptor) == 0 && rename(path.c_str(), mountTable) == 0)
+        return true;
+    unlink(path.c_str());
+    return false;
+}
+
 /** Makes `text` the whole content of the mount table. False, with the table in an unknown state, when that fails. */
 bool WriteMountTable(const std::string& text)
 {
-    // Not emptied before: as long as the text is not longer than the old one, a full disk can't get in its way.
+    if (ReplaceMountTable(text))
+        return true;
+    // A folder that takes no new file, a full disk, a link. Not emptied before: as long as the text is not longer than
+    // the old one, a full disk can't get in its way.
     const File file(fopen(mountTable, "r+"));
     return file && fwrite(text.data(), 1, text.size(), file.get()) == text.size() && fflush(file.get()) == 0
         && ftruncate(fileno(file.get()), static_cast<off_t>(text.size())) == 0 && fsync(fileno(file.get())) == 0;
