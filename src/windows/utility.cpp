@@ -109,7 +109,7 @@ std::string Text(FILE* file)
 /** Puts a new mount table in the place of the old one: a power cut leaves the one or the other, whole. */
 bool ReplaceMountTable(const std::string& text)
 {
-    const std::string path = std::string(mountTable) + ".new";
+    const std::string path = std::string(mountTable) + ".norvo"; // what a power cut left there is ours
     struct stat old;
     const File file(lstat(mountTable, &old) == 0 && S_ISREG(old.st_mode) ? fopen(path.c_str(), "w") : nullptr);
     if (!file)
