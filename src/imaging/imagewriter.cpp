@@ -145,6 +145,7 @@ void Relay::Run()
     // A compressor that has died would leave partclone waiting.
     source.Close();
     sink.Close();
+    file.Complete(); // not after partclone's rest
     const std::vector<StageEnd> ends = pipeline.Finish();
     if (!ends[1].Succeeded())
         throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends[1].LastWords());
