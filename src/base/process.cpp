@@ -233,6 +233,20 @@ const StageEnd& Pipeline::WaitFor(size_t index)
     return stage.end;
 }
 
+void Pipeline::Dismiss(size_t index)
+{
+    Stage& stage = stages.at(index);
+    if (stage.pid <= 0)
+        return;
+    if (waitpid(stage.pid, &stage.end.status, WNOHANG) == 0) {
+        kill(stage.pid, SIGKILL);
+        waitpid(stage.pid, nullptr, 0);
+        stage.end.status = 0;
+    }
+    stage.pid = -1;
+    Hear(stage);
+}
+
 std::vector<StageEnd> Pipeline::Finish()
 {
     std::vector<StageEnd> ends;

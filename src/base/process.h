@@ -84,6 +84,9 @@ public:
     /** Waits for the end of the stage that was started as the number `index`, from 0. Throws Interrupted. */
     const StageEnd& WaitFor(size_t index);
 
+    /** Ends one that has done its work, should it not have come to its end; it counts as having succeeded then. */
+    void Dismiss(size_t index);
+
     /** Waits for the end of all of them; one entry a stage, in the order of starting. Throws Interrupted. */
     std::vector<StageEnd> Finish();
 

@@ -190,8 +190,27 @@ void ImageVolumes::CheckInFull(const std::string& head) const
         throw Failure(ExitStatus::Damaged, FirstPath() + ": the image is damaged or cut");
 }
 
+namespace {
+/**
+ * Has what is written to a device go on to its medium all the while, so that little is left for the end. In a process
+ * of its own, because a full queue is waited for. Waits for no writing: whether that fails is the business of who
+ * forces it to the medium in the end, and would be told but once.
+ */
+void KeepFlushing(Pipeline& pipeline, const Device& device)
+{
+    pipeline.StartFunction("flush", [&device] {
+        const Descriptor node = Descriptor::Open(device.path, O_RDONLY);
+        while (node && sync_file_range(node.Get(), 0, 0, SYNC_FILE_RANGE_WRITE) == 0)
+            usleep(250000);
+        return 0;
+    });
+}
+} // namespace
+
 void ImageVolumes::WriteTo(const Device& partition, const std::string& sha256) const
 {
+    Pipeline flusher;
+    KeepFlushing(flusher, partition);
     auto [out, in] = Descriptor::Pipe();
     auto [plain, decompressor] = Descriptor::Pipe();
     Pipeline pipeline;

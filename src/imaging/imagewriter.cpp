@@ -145,6 +145,10 @@ void Relay::Run()
     // A compressor that has died would leave partclone waiting.
     source.Close();
     sink.Close();
+    file.Complete();
+    // partclone has given all blocks: it takes a rest of up to a second now, and would then sync a pipe.
+    if (header && relayed == header->DataBytes())
+        pipeline.Dismiss(0);
     const std::vector<StageEnd> ends = pipeline.Finish();
     if (!ends[1].Succeeded())
         throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends[1].LastWords());

@@ -3,14 +3,10 @@
 
 #include "storefile.h"
 
-#include "process.h"
-
 #include <cerrno>
 #include <filesystem>
-#include <vector>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -18,8 +14,6 @@ bool IsFull(int error)
 {
     return error == ENOSPC || error == EDQUOT || error == EFBIG;
 }
-
-constexpr uint64_t window = 8U << 20; // the writing to the medium lags behind by this much
 } // namespace
 
 StoreFile::StoreFile(const std::string& path, bool measures)
@@ -32,6 +26,7 @@ StoreFile::StoreFile(const std::string& path, bool measures)
 {
     if (!file)
         Fail("cannot be written", errno);
+    readBack = std::make_unique<ReadBack>(file.Get());
 }
 
 void StoreFile::Fail(const std::string& what, int error) const
@@ -43,61 +38,54 @@ void StoreFile::Fail(const std::string& what, int error) const
     throw noRoom;
 }
 
+/** On a full medium the file makes room, and what comes is counted on where it is wanted. */
+void StoreFile::StopWriting(const std::string& what, int error)
+{
+    full = IsFull(error) && measures;
+    if (!full || ftruncate(file.Get(), 0) != 0)
+        Fail(what, error);
+    readBack.reset(); // there is nothing to read any more
+}
+
 void StoreFile::Write(const void* data, size_t count)
 {
-    if (!full && !WriteAll(file.Get(), data, count)) {
-        full = IsFull(errno) && measures;
-        if (!full || ftruncate(file.Get(), 0) != 0)
-            Fail("cannot be written", errno);
-    }
+    const bool written = full || WriteAll(file.Get(), data, count);
+    const int error = errno;
     size += count;
+    if (!written)
+        StopWriting("cannot be written", error);
     if (full)
         return;
     hash.Add(data, count);
-    // Bounds what waits in memory: the last sync is short then, and can be interrupted.
-    if (size - started < window)
-        return;
-    sync_file_range(file.Get(), static_cast<off_t>(started), static_cast<off_t>(size - started), SYNC_FILE_RANGE_WRITE);
-    if (started >= window) {
-        sync_file_range(file.Get(), static_cast<off_t>(started - window), static_cast<off_t>(window),
-            SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER);
+    try {
+        readBack->Follow(size);
+    } catch (const ReadBack::Error& error) {
+        StopWriting(error.what, error.number);
     }
-    started = size;
 }
 
-std::string StoreFile::ReadBack() const
+void StoreFile::Complete()
 {
-    // What was forced to the medium leaves memory, so that it is read from the medium.
-    posix_fadvise(file.Get(), 0, 0, POSIX_FADV_DONTNEED);
-    posix_fadvise(file.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-    Sha256 read;
-    std::vector<char> buffer(1U << 20);
-    for (uint64_t place = 0;;) {
-        StopRequest::Check();
-        const ssize_t count = ReadAt(file.Get(), buffer.data(), buffer.size(), place);
-        if (count < 0)
-            Fail("cannot be read back", errno);
-        if (count == 0)
-            return read.Hex();
-        read.Add(buffer.data(), count);
-        place += count;
-    }
+    if (!complete && !full)
+        readBack->End(size);
+    complete = true;
 }
 
 std::string StoreFile::Prove()
 {
+    Complete();
     if (full)
         Fail("cannot be written", ENOSPC);
-    const StageEnd end = RunFunction("sync", [this] {
-        return fsync(file.Get()) == 0 ? 0 : IsFull(errno) ? 2 : 1;
-    });
-    if (!end.Succeeded()) {
-        full = WIFEXITED(end.status) && WEXITSTATUS(end.status) == 2;
-        Fail("cannot be written to the medium", full ? ENOSPC : EIO);
-    }
     std::string written = hash.Hex();
-    if (ReadBack() != written)
-        throw Failure(ExitStatus::Failed, path + ": reads back differently from what was written; the medium is bad");
+    try {
+        if (readBack->Hash() != written)
+            throw Failure(
+                ExitStatus::Failed, path + ": reads back differently from what was written; the medium is bad");
+    } catch (const ReadBack::Error& error) {
+        full = IsFull(error.number);
+        Fail(error.what, error.number);
+    }
+    readBack.reset();
     return written;
 }
 

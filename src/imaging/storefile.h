@@ -5,8 +5,11 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "readback.h"
 #include "sha256.h"
 #include "writeguard.h"
+
+#include <memory>
 
 /** There is no room left for a file. */
 class NoRoom : public Failure
@@ -36,7 +39,10 @@ public:
     /** Throws NoRoom where the medium is full, another Failure on other errors. */
     void Write(const void* data, size_t size);
 
-    /** To the medium and back; gives the SHA-256 of all that was written. Throws Interrupted. */
+    /** All is written: the rest goes to the medium and is read back while the caller does something else. */
+    void Complete();
+
+    /** Waits until all is read back; gives the SHA-256 of what was written. To be called once. Throws Interrupted. */
     std::string Prove();
 
     /** Renames it to `path`, for good: all that waits for the medium is forced to it. */
@@ -49,14 +55,15 @@ public:
 
 private:
     [[noreturn]] void Fail(const std::string& what, int error) const;
-    std::string ReadBack() const;
+    void StopWriting(const std::string& what, int error);
 
     std::string path;
     WriteGuard guard; // before there is a file
     Descriptor file;
+    std::unique_ptr<ReadBack> readBack; ///< none when the file is full or proved
     uint64_t size = 0;
-    uint64_t started = 0; ///< up to where the system was asked to write
     Sha256 hash;
     bool measures;
     bool full = false;
+    bool complete = false;
 };

@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#pragma once
+
+#include "descriptor.h"
+#include "process.h"
+
+#include <cstdint>
+#include <string>
+
+/**
+ * Forces a file to the medium and reads it back from there while it is still being written, some megabytes behind, in a
+ * process of its own: a slow medium is waited for while the compressor works, and a request to end never is.
+ *
+ * What it proves: each byte left memory for the drive, was dropped from memory, came back from the drive and was
+ * hashed; and the drive has said afterwards that nothing of it is left in its own cache (fsync). What was written last
+ * is read after that, the rest before: that a drive gives back from its cache what its medium has lost is beyond either
+ * order.
+ */
+class ReadBack
+{
+public:
+    /** What went wrong, and the system's number for it. */
+    struct Error
+    {
+        std::string what;
+        int number;
+    };
+
+    /** @param file open for reading, to outlive this object. To be made before pipes whose end somebody waits for. */
+    explicit ReadBack(int file);
+
+    /** The file has `size` bytes now. Waits while the medium is too far behind. Throws Error, Interrupted. */
+    void Follow(uint64_t size);
+
+    /** These are all; doesn't wait. */
+    void End(uint64_t size);
+
+    /** After End(): the SHA-256 of what the medium has. Throws Error, Interrupted. */
+    std::string Hash();
+
+private:
+    struct Order
+    {
+        uint64_t size;
+        bool isLast;
+    };
+    struct Answer
+    {
+        uint64_t done;
+        int error; ///< 0 for none
+        bool reading;
+        char hash[64]; ///< in the last one
+    };
+
+    static int Work(int file, int orders, int answers);
+    static Answer ReadOn(int file, class Sha256& hash, uint64_t from, uint64_t to);
+    void Tell(Order order);
+    Answer Listen();
+
+    Pipeline pipeline;
+    Descriptor orders;
+    Descriptor answers;
+    uint64_t told = 0;
+    uint64_t done = 0;
+};
