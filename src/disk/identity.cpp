@@ -11,7 +11,7 @@ namespace {
 std::string FirstOf(const UdevDevice& device, std::initializer_list<const char*> properties)
 {
     for (const char* name : properties) {
-        const std::string text = UdevDecoded(device.Property(name));
+        std::string text = UdevDecoded(device.Property(name));
         if (!text.empty())
             return text;
     }
