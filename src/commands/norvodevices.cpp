@@ -5,10 +5,9 @@
 // norvoDevices [--rev DISK] [--disk DISK] [--by-place] ties drives to these names by what they are; --clear forgets
 // that, --apply has the links in /dev follow a file that was edited.
 
+#include "choice.h"
 #include "command.h"
 #include "failure.h"
-#include "links.h"
-#include "process.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -17,7 +16,6 @@
 #include <algorithm>
 
 #include <getopt.h>
-#include <unistd.h>
 
 namespace {
 constexpr char usage[] = "usage: norvoDevices [--json] | --rev DISK | --disk DISK | --rev DISK --disk DISK "
@@ -165,46 +163,13 @@ void PrintJson(const std::vector<Drive>& drives, const Roles& roles)
     Say(document.toJson(QJsonDocument::Compact).toStdString());
 }
 
-/** Asks for a drive; the decision must give it the name, else the file is left as it is. */
-void Choose(const std::vector<Drive>& drives, const Request& request)
+void ChooseNamed(const std::vector<Drive>& drives, const Request& request)
 {
-    Ties ties = Ties::Read();
     const Drive* const rev = request.rev.empty() ? nullptr : &FindDrive(drives, request.rev);
     const Drive* const disk = request.disk.empty() ? nullptr : &FindDrive(drives, request.disk);
-    if (rev != nullptr)
-        ties.rev = TieOf(*rev, request.byPlace);
-    if (disk != nullptr)
-        ties.disk = TieOf(*disk, request.byPlace);
-    const Roles roles = Decide(drives, ties);
-    if (rev != nullptr && roles.rev.drive != rev)
-        throw Failure(ExitStatus::Refused, request.rev + " cannot be the REV drive: " + roles.rev.remark);
-    if (disk != nullptr && roles.disk.drive != disk)
-        throw Failure(ExitStatus::Refused, request.disk + " cannot be the hard disk: " + roles.disk.remark);
+    Choose(drives, rev, disk, request.byPlace);
     if (disk != nullptr && !disk->uses.empty())
         Warn(request.disk + " is in use (" + disk->uses.front() + "): a restore refuses it as long as it is");
-    ties.Write();
-}
-
-/** Until the links lead where they should. */
-void Apply(const std::vector<Drive>& drives, const Roles& roles)
-{
-    if (!UdevRuns()) {
-        Warn("udev does not run here; the links in /dev follow when it does");
-        return;
-    }
-    constexpr int most = 5;
-    for (int tries = 0; tries < most; ++tries) {
-        RefreshLinks(drives, roles);
-        SettleUdev();
-        if (LinksAreRight(drives, roles))
-            return;
-        StopRequest::Check();
-        usleep(200000);
-    }
-    throw Failure(ExitStatus::Failed,
-        "the links in /dev do not follow: a disk is locked by another program, a node of the name is in the way, or "
-        "the "
-        "udev rule is missing; see the journal of udev");
 }
 
 int Work(int argc, char** argv)
@@ -212,7 +177,7 @@ int Work(int argc, char** argv)
     const Request request = ParseRequest(argc, argv);
     const std::vector<Drive> drives = ListDrives();
     if (request.Ties())
-        Choose(drives, request);
+        ChooseNamed(drives, request);
     if (request.clear)
         Ties().Write();
     const Roles roles = DecideNow(drives);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
-// norvo-clone-restore [-C]: what the menu entries run. Starts the program as root, and says in a window what is wrong
-// and what to do where it does not start.
+// norvo-clone-restore [-C|--drives]: what the menu entries run. Starts the program as root, or the window that ties
+// drives, and says in a window what is wrong and what to do where it does not start.
 
 #include "problems.h"
 
@@ -16,20 +16,6 @@
 #include <unistd.h>
 
 namespace {
-/** Whether to go on although drives are not tied. */
-bool MayStart()
-{
-    const QString problem = Problems::OfDrives();
-    if (problem.isEmpty())
-        return true;
-    QMessageBox box(QMessageBox::Warning, QStringLiteral("Norvo Clone-Restore"), problem);
-    box.setTextFormat(Qt::PlainText);
-    QAbstractButton* const start = box.addButton(i18n("&Start anyway"), QMessageBox::AcceptRole);
-    box.addButton(QMessageBox::Cancel);
-    box.exec();
-    return box.clickedButton() == start;
-}
-
 /** The exit status of the program; a window tells when it was not started. */
 int Start(const QStringList& arguments)
 {
@@ -52,6 +38,23 @@ int Start(const QStringList& arguments)
     box.exec();
     return 1;
 }
+
+/** Tells of drives that are not tied. Whether to start the program; the window that ties them may come before. */
+bool MayStart()
+{
+    for (QString problem = Problems::OfDrives(); !problem.isEmpty(); problem = Problems::OfDrives()) {
+        QMessageBox box(QMessageBox::Warning, QStringLiteral("Norvo Clone-Restore"), problem);
+        box.setTextFormat(Qt::PlainText);
+        const QAbstractButton* const choose = box.addButton(i18n("C&hoose drives"), QMessageBox::AcceptRole);
+        const QAbstractButton* const start = box.addButton(i18n("&Start anyway"), QMessageBox::AcceptRole);
+        box.addButton(QMessageBox::Cancel);
+        box.exec();
+        if (box.clickedButton() != choose)
+            return box.clickedButton() == start;
+        Start({QStringLiteral("--drives")});
+    }
+    return true;
+}
 } // namespace
 
 int main(int argc, char* argv[])
@@ -59,9 +62,10 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
     const QStringList arguments = QCoreApplication::arguments().mid(1);
-    if (!arguments.isEmpty() && arguments != QStringList{QStringLiteral("-C")}) {
-        qCritical("usage: norvo-clone-restore [-C]");
+    const QStringList drives = {QStringLiteral("--drives")};
+    if (!arguments.isEmpty() && arguments != drives && arguments != QStringList{QStringLiteral("-C")}) {
+        qCritical("usage: norvo-clone-restore [-C|--drives]");
         return 64;
     }
-    return MayStart() ? Start(arguments) : 1;
+    return arguments == drives || MayStart() ? Start(arguments) : 1;
 }

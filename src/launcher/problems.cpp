@@ -23,8 +23,6 @@ QString Problems::OfDrives()
     judge("/dev/hdc", i18n("The hard disk"), roles.disk);
     if (lines.isEmpty())
         return {};
-    lines.append(
-        i18n("As root, \"norvoDevices\" lists the drives; \"norvoDevices --rev DISK --disk DISK\" ties two of them."));
     return lines.join(QStringLiteral("\n\n"));
 }
 
