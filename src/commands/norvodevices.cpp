@@ -127,6 +127,8 @@ void PrintList(const std::vector<Drive>& drives, const Roles& roles)
         PrintDrive(drive, drives, roles);
     PrintSeat("REV drive, /dev/hdb: ", roles.rev);
     PrintSeat("Hard disk, /dev/hdc: ", roles.disk);
+    if (roles.rev.drive == nullptr || roles.disk.drive == nullptr)
+        Say("norvoDevices --rev DISK --disk DISK chooses.");
 }
 
 QString Text(const std::string& text)

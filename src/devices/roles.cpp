@@ -51,9 +51,9 @@ Seat RevByItself(const std::vector<Drive>& drives)
         return IsRevModel(drive.identity.model) && drive.system.empty();
     });
     if (found.empty())
-        return {nullptr, "no drive calls itself an Iomega REV; choose one with --rev"};
+        return {nullptr, "no drive calls itself an Iomega REV; choose one"};
     if (found.size() > 1)
-        return {nullptr, "several drives call themselves an Iomega REV: " + Names(found) + "; choose one with --rev"};
+        return {nullptr, "several drives call themselves an Iomega REV: " + Names(found) + "; choose one"};
     return {found.front(), "it calls itself an Iomega REV"};
 }
 
@@ -64,9 +64,9 @@ Seat DiskByItself(const std::vector<Drive>& drives)
             && !IsRevModel(drive.identity.model);
     });
     if (found.empty())
-        return {nullptr, "there is no fixed disk but the running system's; choose one with --disk"};
+        return {nullptr, "there is no fixed disk but the running system's; choose one"};
     if (found.size() > 1)
-        return {nullptr, "several disks could be meant: " + Names(found) + "; choose one with --disk"};
+        return {nullptr, "several disks could be meant: " + Names(found) + "; choose one"};
     return {found.front(), "the only fixed disk that the running system is not on"};
 }
 } // namespace
@@ -87,7 +87,7 @@ Roles Decide(const std::vector<Drive>& drives, const Ties& ties)
     else if (ties.IsEmpty())
         roles.disk = DiskByItself(drives);
     else
-        roles.disk = {nullptr, "none is chosen; choose one with --disk"};
+        roles.disk = {nullptr, "none is chosen; choose one"};
     if (roles.disk.drive != nullptr && roles.disk.drive->optical)
         roles.disk = {nullptr, "/dev/" + roles.disk.drive->name + " is not a hard disk"};
     if (roles.disk.drive != nullptr && roles.disk.drive == roles.rev.drive) {
