@@ -127,7 +127,7 @@ private:
     std::string tablePath;
     int caller = 0;
     bool isClone = false;
-    bool sawHead = false;   ///< the run's first command was heard, not found in the record
+    bool sawHead = false; ///< the run's first command was heard, not found in the record
     RunEntry disk;
     std::string firstBegan; ///< of the first entry
     bool tableRead = false;
