@@ -3,7 +3,10 @@
 
 #include "stand.h"
 
+#include "instance.h"
+
 #include <QApplication>
+#include <QTemporaryDir>
 
 int ProgramMain(int argc, char* argv[]);
 
@@ -51,6 +54,19 @@ private Q_SLOTS:
         QCOMPARE(ProgramMain(static_cast<int>(arguments.size()), argv.data()), 0);
         QFETCH(QString, mode);
         QCOMPARE(seen, mode + "|Norvo Clone-Restore 1.0.5");
+    }
+
+    void isAloneOnTheMachine()
+    {
+        const QTemporaryDir folder;
+        const QByteArray path = folder.filePath("lock").toUtf8();
+        {
+            const Instance first(path.constData());
+            QVERIFY(!first.IsSecond());
+            QVERIFY(Instance(path.constData()).IsSecond());
+        }
+        QVERIFY(!Instance(path.constData()).IsSecond());
+        QVERIFY(!Instance("/nowhere/lock").IsSecond());
     }
 };
 

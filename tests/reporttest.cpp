@@ -46,6 +46,9 @@ class ReportTest : public QObject
         entry.result = words.section(' ', 2, 2).toStdString();
         entry.began = "2026-03-02T11:22:3" + words.section(' ', 3, 3).toStdString() + "Z";
         entry.reason = words.section(' ', 4).toStdString();
+        entry.model = "A <b>disk</b>";
+        entry.serial = "A7";
+        entry.diskBytes = 1500;
         if (entry.result == "done" && !entry.reason.empty())
             entry.warnings = {std::exchange(entry.reason, "")};
         return entry.Line();
@@ -209,6 +212,10 @@ private Q_SLOTS:
         reporter = Reporter();
         QTRY_COMPARE(closed.count(), 4);
         QTRY_VERIFY(window.findChild<QLabel*>() != nullptr && window.windowTitle().startsWith("Restoring"));
+        const QList<QLabel*> labels = window.findChildren<QLabel*>();
+        QVERIFY(std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
+            return label->text() == "Hard disk: A <b>disk</b>, serial number A7, 1.5 kB" && label->isVisible();
+        }));
         QTest::keyClick(&window, Qt::Key_Escape);
         QVERIFY(!window.isVisible());
         Reporter last;

@@ -4,9 +4,11 @@
 #include "command.h"
 
 #include "failure.h"
+#include "identity.h"
 #include "process.h"
 #include "progress.h"
 #include "runrecord.h"
+#include "systemuse.h"
 #include "worker.h"
 
 #include <algorithm>
@@ -113,4 +115,11 @@ int RunCommandMain(
         run(ParseArguments(argc, argv, "usage: " + CommandName() + (synopsis.empty() ? "" : " " + synopsis), count));
         return 0;
     });
+}
+
+void Introduce(const Device& disk)
+{
+    const Identity identity = Identity::Of(disk.number);
+    Say(disk.name + ": " + DriveText(identity.model, identity.serial, disk.bytes));
+    RefuseSystemDisk(disk);
 }

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "device.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -23,3 +25,6 @@ int RunFrame(int argc, char** argv, const std::function<int()>& work);
  */
 int RunCommandMain(int argc, char** argv, const std::string& synopsis,
     const std::function<void(const std::vector<std::string>&)>& run);
+
+/** Says which disk the command works on, and refuses the one that the running system is on. */
+void Introduce(const Device& disk);

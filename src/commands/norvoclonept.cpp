@@ -23,9 +23,10 @@ int main(int argc, char** argv)
         NeedRevDisk(folder);
         if (!folder.empty() && !std::filesystem::is_directory(folder))
             throw Failure(ExitStatus::Missing, folder.string() + ": no such directory");
-        const Device disk = Device::FindDisk(arguments[0]);
+        Device disk = Device::FindDisk(arguments[0]);
         const DiskLock lock(disk);
         RunRecord::Begin(path, disk, disk.name, {});
+        Introduce(disk);
         TableFile table = DescribeDisk(disk);
         for (const std::string& warning : table.warnings)
             Warn(disk.path + ": " + warning);

@@ -157,10 +157,11 @@ int main(int argc, char** argv)
         NeedRevDisk(folder);
         if (!std::filesystem::is_directory(folder))
             throw Failure(ExitStatus::Missing, folder + ": no such directory");
-        const Device partition = Device::Find(arguments[1]);
+        Device partition = Device::Find(arguments[1]);
         const DiskLock lock(partition);
         const Device disk = DiskOf(partition);
         RunRecord::Begin(files.Table(disk.name), disk, partition.name, {"lbzip2", "partclone.imager"});
+        Introduce(disk);
         ImageRecord record = BeginRecord(partition, disk, files);
         const Contents contents = ProbeContents(partition);
         if (!IsExtended(contents))

@@ -175,11 +175,12 @@ int main(int argc, char** argv)
         if (!std::filesystem::is_directory(folder))
             throw Failure(ExitStatus::Missing, folder + ": no such directory");
         const ImageVolumes volumes(files);
-        const Device partition = Device::Find(arguments[1]);
+        Device partition = Device::Find(arguments[1]);
         const DiskLock lock(partition);
         const Device disk = DiskOf(partition);
         const std::string tablePath = files.Table(disk.name);
         RunRecord::Begin(tablePath, disk, partition.name, {"lbzip2", "partclone.restore"});
+        Introduce(disk);
         const TableFile table = TableFile::Read(tablePath);
         const TableLine line = FindLine(partition, disk, table, tablePath);
         const std::string head = volumes.Head();

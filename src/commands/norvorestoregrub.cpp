@@ -56,12 +56,13 @@ int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "", [](const std::vector<std::string>& /*arguments*/) {
         RunRecord::Expect(diskName);
-        const Device disk = Device::Find(diskName);
+        Device disk = Device::Find(diskName);
         NeedCommands({"chroot"});
         const DiskLock lock(disk);
         const std::string tablePath = FindSavedTable(".", disk.name);
         if (!tablePath.empty())
             RunRecord::Begin(tablePath, disk, disk.name, {"grub-install"});
+        Introduce(disk);
         RefuseUse(disk, Access::Write);
         const TableFile saved = ReadSavedTable(".", disk.name);
         const std::vector<DiskPartition> partitions = FindPartitions(disk);

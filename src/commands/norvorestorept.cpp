@@ -98,9 +98,10 @@ int main(int argc, char** argv)
 {
     return RunCommandMain(argc, argv, "DISK FILE", [](const std::vector<std::string>& arguments) {
         RunRecord::Expect(arguments[0]);
-        const Device disk = Device::FindDisk(arguments[0]);
+        Device disk = Device::FindDisk(arguments[0]);
         DiskLock lock(disk);
         RunRecord::Begin(arguments[1], disk, disk.name, {});
+        Introduce(disk);
         TableFile table = TableFile::Read(arguments[1]);
         RefuseUnfitDisk(table, disk);
         RefuseUse(disk, Access::Write);

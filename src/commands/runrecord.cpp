@@ -4,6 +4,7 @@
 #include "runrecord.h"
 
 #include "failure.h"
+#include "identity.h"
 #include "process.h"
 #include "progress.h"
 #include "reporter.h"
@@ -121,8 +122,9 @@ void RunRecord::Begin(
     entry.part = part;
     entry.began = TimeStamp();
     entry.result = "begun";
-    entry.model = ModelOf(disk);
-    entry.serial = SerialNumberOf(disk);
+    const Identity identity = Identity::Of(disk.number);
+    entry.model = identity.model;
+    entry.serial = identity.serial;
     entry.diskBytes = disk.bytes;
     reporter.Begin(tablePath, entry.Line());
     Progress::Tell([](uint64_t done, uint64_t total) {

@@ -6,6 +6,8 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "process.h"
+#include "tablefile.h"
+#include "udev.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -22,13 +24,6 @@
 #include <unistd.h>
 
 namespace {
-dev_t ParseNumber(const std::string& text)
-{
-    unsigned major = 0;
-    unsigned minor = 0;
-    return sscanf(text.c_str(), "%u:%u", &major, &minor) == 2 ? makedev(major, minor) : 0;
-}
-
 uint64_t NumberIn(const std::string& path)
 {
     return strtoull(FirstLine(path).c_str(), nullptr, 10);
@@ -44,11 +39,17 @@ KernelPartition PartitionIn(const std::string& folder)
     return partition;
 }
 
-std::string Trimmed(const std::string& text)
+/** Links of partitions vanish and come back whenever a partition table was read. */
+void WaitForName(const std::string& name)
 {
-    constexpr char blanks[] = " \t\n";
-    const size_t begin = text.find_first_not_of(blanks);
-    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+    constexpr int tries = 30; // of 100 ms each
+    if (LeadsToItsDisk(name) || !UdevRuns())
+        return;
+    SettleUdev();
+    for (int i = 0; i < tries && !LeadsToItsDisk(name); ++i) {
+        StopRequest::Check();
+        usleep(100000);
+    }
 }
 
 /** What dd has left in the way of a disk that comes later. */
@@ -62,6 +63,13 @@ void RemoveFileInTheWay(const std::string& path)
             + ": a regular file stood in the way of the disk, left by a copy to a disk that was not there; removed");
 }
 } // namespace
+
+dev_t ParseNumber(const std::string& text)
+{
+    unsigned major = 0;
+    unsigned minor = 0;
+    return sscanf(text.c_str(), "%u:%u", &major, &minor) == 2 ? makedev(major, minor) : 0;
+}
 
 std::string FirstLine(const std::string& path)
 {
@@ -84,26 +92,6 @@ std::string KernelName(dev_t device)
     return std::filesystem::path(path).filename();
 }
 
-std::string ModelOf(const Device& disk)
-{
-    return disk.number == 0 ? std::string() : Trimmed(FirstLine(SysFolder(disk.number) + "/device/model"));
-}
-
-std::string SerialNumberOf(const Device& disk)
-{
-    if (disk.number == 0)
-        return {};
-    const std::string folder = SysFolder(disk.number);
-    for (const char* file : {"/device/serial", "/serial"}) { // of NVMe disks, of virtual ones
-        const std::string serial = Trimmed(FirstLine(folder + file));
-        if (!serial.empty())
-            return serial;
-    }
-    constexpr size_t header = 4; // of the page with the serial number that SCSI and SATA disks have
-    const std::string page = FirstLine(folder + "/device/vpd_pg80");
-    return page.size() > header ? Trimmed(page.substr(header)) : std::string();
-}
-
 Device Device::Find(const std::string& name)
 {
     Device device;
@@ -112,10 +100,12 @@ Device Device::Find(const std::string& name)
     if (name.empty() || name.find('/') != std::string::npos || name == "." || name == "..")
         throw Failure(ExitStatus::Usage, "\"" + name + "\" is not the name of a device in /dev");
     RemoveFileInTheWay(device.path);
-    struct stat status = {};
-    if (stat(device.path.c_str(), &status) != 0 || !S_ISBLK(status.st_mode))
-        throw Failure(ExitStatus::Missing, device.path + ": no such block device");
-    device.number = status.st_rdev;
+    WaitForName(name);
+    device.number = BlockNumber(device.path);
+    if (device.number == 0)
+        throw Failure(ExitStatus::Missing,
+            device.path + ": no such block device"
+                + (name.rfind("hd", 0) == 0 ? "; norvoDevices tells which drive has which name" : ""));
     const Descriptor node = Descriptor::Open(device.path, O_RDONLY);
     int sector = 0;
     // A node alone proves nothing.
@@ -144,6 +134,22 @@ Device Device::OfFile(const std::string& path)
         throw SystemFailure(ExitStatus::Missing, path, errno);
     device.bytes = status.st_size;
     return device;
+}
+
+dev_t BlockNumber(const std::string& path)
+{
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && S_ISBLK(status.st_mode) ? status.st_rdev : 0;
+}
+
+bool LeadsToItsDisk(const std::string& name)
+{
+    const dev_t device = BlockNumber("/dev/" + name);
+    const auto partition = FindKernelPartition(device);
+    if (!partition)
+        return device != 0;
+    const std::string disk = DiskName(name, partition->number);
+    return !disk.empty() && BlockNumber("/dev/" + disk) == WholeDisk(device);
 }
 
 std::optional<KernelPartition> FindKernelPartition(dev_t device)

@@ -20,8 +20,9 @@ struct Device
     unsigned sectorBytes = 512;
 
     /**
-     * The device behind /dev/NAME. A Failure with `Missing` where there is none; a regular file of that name, which dd
-     * leaves when it writes to a disk that is not there, is removed first.
+     * The device behind /dev/NAME. Where udev makes the names, waits until a partition's leads to the partition of the
+     * disk that the disk's own name leads to. A Failure with `Missing` where there is none; a regular file of that
+     * name, which dd leaves when it writes to a disk that is not there, is removed first.
      */
     static Device Find(const std::string& name);
 
@@ -41,6 +42,15 @@ struct KernelPartition
     dev_t device = 0;
 };
 
+/** The number of the block device behind a path; 0 where there is none. */
+dev_t BlockNumber(const std::string& path);
+
+/** Whether /dev/NAME is there, and where it is a partition, belongs to the disk that its name says, as its number. */
+bool LeadsToItsDisk(const std::string& name);
+
+/** "8:1", as /sys has the number of a device; 0 where it is none. */
+dev_t ParseNumber(const std::string& text);
+
 /** What the kernel says of that device; nothing where it is no partition. */
 std::optional<KernelPartition> FindKernelPartition(dev_t device);
 
@@ -58,12 +68,6 @@ std::string KernelName(dev_t device);
 
 /** The first line of a file in /sys or /proc; empty where there is none. */
 std::string FirstLine(const std::string& path);
-
-/** What a disk calls itself; empty for an image file. From /sys. */
-std::string ModelOf(const Device& disk);
-
-/** A disk's own serial number; empty where it has none or is an image file. From /sys. */
-std::string SerialNumberOf(const Device& disk);
 
 /** Forces what was written to the device onto the medium; a Failure that names it when that fails. */
 void FlushDevice(const Device& device);

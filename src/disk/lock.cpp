@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "process.h"
 #include "tablefile.h"
+#include "udev.h"
 
 #include <cerrno>
 #include <climits>
@@ -79,16 +80,32 @@ Device DiskOf(const Device& device)
             device.path + " leads to partition " + std::to_string(partition->number)
                 + " of its disk, which is not what its name says; correct the link");
     }
-    struct stat status = {};
-    if (stat(("/dev/" + name).c_str(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == disk)
+    if (BlockNumber("/dev/" + name) == disk)
         return Device::Find(name);
     throw Failure(ExitStatus::Refused,
         device.path + " is no partition of /dev/" + name + " but of " + KernelName(disk) + "; correct the links");
 }
 
-DiskLock::DiskLock(const Device& device)
+DiskLock::DiskLock(Device& device)
 {
-    const Device disk = DiskOf(device);
+    constexpr int most = 5;
+    for (int tries = 0; tries < most; ++tries) {
+        SettleUdev(); // what udev has begun on the disk it could not end under the lock
+        if (device.number != 0)
+            device = Device::Find(device.name);
+        Take(DiskOf(device));
+        struct stat status = {};
+        if (device.number == 0
+            || (fstat(node, &status) == 0 && status.st_rdev == WholeDisk(device.number)
+                && BlockNumber(device.path) == device.number && LeadsToItsDisk(device.name)))
+            return;
+        Release();
+    }
+    throw Failure(ExitStatus::Refused, device.path + ": its name leads to another disk each time; correct the links");
+}
+
+void DiskLock::Take(const Device& disk)
+{
     node = open(disk.path.c_str(), O_RDONLY); // NOLINT(android-cloexec-open): handed down on purpose
     if (node < 0)
         throw SystemFailure(ExitStatus::Missing, disk.path + ": cannot be opened", errno);

@@ -15,8 +15,12 @@ Device DiskOf(const Device& device);
 class DiskLock
 {
 public:
-    /** A Failure with `Refused` that names the process which holds it. `device` may be a partition of the disk. */
-    explicit DiskLock(const Device& device);
+    /**
+     * A Failure with `Refused` that names the process which holds it.
+     * @param device may be a partition of the disk. It is found anew, so that its name leads where it did when the lock
+     *        is held: until then udev may take the links of partitions away and make them again
+     */
+    explicit DiskLock(Device& device);
     ~DiskLock();
     DiskLock(const DiskLock&) = delete;
     DiskLock& operator=(const DiskLock&) = delete;
@@ -25,5 +29,7 @@ public:
     void Release();
 
 private:
+    void Take(const Device& disk);
+
     int node = -1; // without O_CLOEXEC, so that programs started here inherit it
 };

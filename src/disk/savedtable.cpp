@@ -7,6 +7,7 @@
 #include "descriptor.h"
 #include "disktable.h"
 #include "failure.h"
+#include "identity.h"
 #include "imagerecord.h"
 #include "tablewriter.h"
 
@@ -199,7 +200,7 @@ TableFile DescribeDisk(const Device& disk)
     TableFile file;
     file.disk = disk.name;
     file.saved = TimeStamp();
-    file.model = Printable(ModelOf(disk));
+    file.model = Printable(Identity::Of(disk.number).model);
     file.diskBytes = disk.bytes;
     file.sectorBytes = disk.sectorBytes;
     const Contents contents = ProbeContents(disk);

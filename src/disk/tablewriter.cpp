@@ -7,6 +7,7 @@
 #include "failure.h"
 #include "process.h"
 #include "savedtable.h"
+#include "udev.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -176,8 +177,7 @@ void OfferOneByOne(int node, const TableFile& file, const Device& disk)
 
 bool LeadsTo(const std::string& path, dev_t device)
 {
-    struct stat status = {};
-    return stat(path.c_str(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == device;
+    return device != 0 && BlockNumber(path) == device;
 }
 } // namespace
 
@@ -250,6 +250,7 @@ void TellKernel(const TableFile& file, const Device& disk)
 
 void WaitForNodes(const TableFile& file, const Device& disk)
 {
+    SettleUdev(); // it reads the table again once the disk is closed, and takes away the links that are there still
     for (const TableLine& line : file.lines) {
         const std::string path = "/dev/" + PartitionName(disk.name, line.number);
         for (int tries = 0;

@@ -60,6 +60,7 @@ void ReportWindow::Build()
     large.setPointSizeF(large.pointSizeF() > 0 ? large.pointSizeF() * 1.5 : 14);
     headline->setFont(large);
     headline->setMargin(6);
+    diskText = NewText(this);
     area = new QScrollArea(this);
     area->setWidgetResizable(true);
     area->setFrameShape(QFrame::NoFrame);
@@ -83,6 +84,7 @@ void ReportWindow::Build()
     close = new QPushButton(i18n("&Close"), this);
     connect(close, &QPushButton::clicked, this, &QWidget::close);
     layout->addWidget(headline);
+    layout->addWidget(diskText);
     layout->addWidget(area, 1);
     for (QWidget* widget : std::initializer_list<QWidget*>{totalText, total, roomText, warning, close})
         layout->addWidget(widget);
@@ -203,6 +205,7 @@ void ReportWindow::ShowOutcome()
             : !outcome->good      ? Tone::Bad
             : outcome->warned > 0 ? Tone::Warning
                                   : Tone::Good);
+    SetText(diskText, Words::Disk(run));
     SetText(advice, outcome ? Words::Advice(run, *outcome) : QString());
     if (windowTitle() != text)
         setWindowTitle(text);

@@ -60,6 +60,7 @@ private:
     std::string inSight; ///< the step that was scrolled to last, which is done once: the operator may look elsewhere
 
     QLabel* headline = nullptr;
+    QLabel* diskText = nullptr;
     QLabel* advice = nullptr;
     QScrollArea* area = nullptr;
     QVBoxLayout* list = nullptr;

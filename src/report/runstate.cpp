@@ -129,6 +129,8 @@ void RunState::Apply(const RunEntry& entry, int connection, int64_t now)
     if (steps.empty() || isNews || role->isClone != isClone || greeted != tablePath)
         Clear(role->isClone, entry, now);
     sawHead = sawHead || role->isHead;
+    if (entry.diskBytes > 0)
+        disk = entry;
     if (!isClone || !role->isHead || entry.result == "done") // a clone run writes it anew
         LoadTable();
     // The program has an image made of each empty slot of the table too, which fails and is nothing to miss.
@@ -163,6 +165,7 @@ void RunState::Clear(bool clone, const RunEntry& first, int64_t now)
     steps.clear();
     speakers.clear();
     isClone = clone;
+    disk = {};
     tablePath = greeted;
     firstBegan = first.began;
     sawHead = false;

@@ -95,6 +95,11 @@ public:
     {
         return tablePath;
     }
+    /** The entry that told last which disk the run works on: model, serial number and size; empty before. */
+    [[nodiscard]] const RunEntry& Disk() const
+    {
+        return disk;
+    }
     /** The process that the commands were started by; 0 when not known. */
     [[nodiscard]] int Caller() const
     {
@@ -125,7 +130,8 @@ private:
     std::string tablePath;
     int caller = 0;
     bool isClone = false;
-    bool sawHead = false;   ///< the run's first command was heard, not found in the record
+    bool sawHead = false; ///< the run's first command was heard, not found in the record
+    RunEntry disk;
     std::string firstBegan; ///< of the first entry
     bool tableRead = false;
     int64_t begin = 0;

@@ -115,6 +115,17 @@ QString Words::Title(const RunState& run)
     return run.IsClone() ? i18n("Cloning %1, %2", serial, date) : i18n("Restoring %1, %2", serial, date);
 }
 
+QString Words::Disk(const RunState& run)
+{
+    const RunEntry& disk = run.Disk();
+    if (disk.diskBytes == 0)
+        return {};
+    const QString model = disk.model.empty() ? i18n("no model name") : Text(disk.model);
+    const QString size = Size(static_cast<double>(disk.diskBytes));
+    return disk.serial.empty() ? i18n("Hard disk: %1, no serial number, %2", model, size)
+                               : i18n("Hard disk: %1, serial number %2, %3", model, Text(disk.serial), size);
+}
+
 QString Words::Name(const Step& step, bool isClone)
 {
     if (step.kind == Step::Kind::BootLoader)

@@ -12,6 +12,9 @@ namespace Words {
 /** As "Cloning A 12, 20260302". */
 QString Title(const RunState& run);
 
+/** The disk that the run works on, as "Hard disk: Samsung SSD 870, serial number 123, 1.0 TB"; empty before. */
+QString Disk(const RunState& run);
+
 /** As "hdc1: ext4, 400.0 MB". */
 QString Name(const Step& step, bool isClone);
 

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
+#include "instance.h"
 #include "norvoclonerestore.h"
 #include "utility.h"
 
@@ -9,6 +10,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QMessageBox>
 
 #include <algorithm>
 #include <cstring>
@@ -57,6 +59,14 @@ int main(int argc, char* argv[])
     QApplication::setApplicationDisplayName(QString());
     if (argc > 0)
         CheckCommandLine(about);
+
+    const Instance instance;
+    if (instance.IsSecond()) {
+        QMessageBox::critical(nullptr, QStringLiteral("Norvo Clone-Restore"),
+            i18n("Norvo Clone-Restore is running on this machine already. Look for its window, perhaps in another "
+                 "session, and close it before you start it again."));
+        return 1;
+    }
 
     // The only window without a parent: the event loop ends when it is closed and no function of its dialogs waits any
     // more. It is deleted only then.

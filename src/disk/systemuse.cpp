@@ -1,0 +1,95 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "systemuse.h"
+
+#include "failure.h"
+
+#include <algorithm>
+
+namespace {
+/** Whether a system that runs has something of its own there. */
+bool IsSystemPlace(const std::string& point)
+{
+    static const std::set<std::string> places
+        = {"/", "/usr", "/boot", "/boot/efi", "/efi", "/home", "/var", "/srv", "/opt", "/cdrom"};
+    constexpr const char* media[]
+        = {"/run/live/", "/lib/live/", "/usr/lib/live/", "/run/initramfs/"}; // of live systems
+    return places.count(point) != 0 || std::any_of(std::begin(media), std::end(media), [&point](const char* folder) {
+        return point.rfind(folder, 0) == 0;
+    });
+}
+
+/** What is plugged in and taken away again. */
+bool IsGuestPlace(const std::string& point)
+{
+    return point.rfind("/mnt", 0) == 0 || point.rfind("/media", 0) == 0;
+}
+
+/** A disk, its partitions and what is built on them, each with its name: that of the part of the disk. */
+std::vector<std::pair<dev_t, std::string>> FamilyOf(dev_t disk)
+{
+    std::vector<std::pair<dev_t, std::string>> family;
+    std::vector<dev_t> parts = {disk};
+    for (const KernelPartition& partition : KernelPartitions(disk))
+        parts.push_back(partition.device);
+    for (const dev_t part : parts) {
+        family.emplace_back(part, KernelName(part));
+        for (const dev_t holder : HoldersOf(part))
+            family.emplace_back(holder, KernelName(part));
+    }
+    return family;
+}
+
+void AddOnce(std::vector<std::string>& texts, const std::string& text)
+{
+    if (std::find(texts.begin(), texts.end(), text) == texts.end())
+        texts.push_back(text);
+}
+} // namespace
+
+SystemUse::SystemUse()
+    : now(FindUses())
+    , fstab(FindFstabUses())
+{
+}
+
+std::vector<std::string> SystemUse::Of(dev_t disk) const
+{
+    std::vector<std::string> texts;
+    for (const auto& [device, name] : FamilyOf(disk)) {
+        if (now.swaps.count(device) != 0)
+            AddOnce(texts, name + " is used as swap");
+        for (const Mount& mount : now.mounts) {
+            if (mount.device == device)
+                AddOnce(texts, name + " is mounted at " + mount.point);
+        }
+    }
+    return texts;
+}
+
+std::string SystemUse::SystemOn(dev_t disk) const
+{
+    for (const auto& [device, name] : FamilyOf(disk)) {
+        for (const Mount& mount : now.mounts) {
+            if (mount.device == device && IsSystemPlace(mount.point))
+                return name + " is mounted at " + mount.point;
+        }
+        for (const Mount& mount : fstab.mounts) {
+            if (mount.device == device && !IsGuestPlace(mount.point))
+                return name + " is for " + mount.point + " in /etc/fstab";
+        }
+        if (fstab.swaps.count(device) != 0)
+            return name + " is for swap in /etc/fstab";
+    }
+    return {};
+}
+
+void RefuseSystemDisk(const Device& disk)
+{
+    const std::string use = disk.number == 0 ? "" : SystemUse().SystemOn(WholeDisk(disk.number));
+    if (!use.empty()) {
+        throw Failure(ExitStatus::Refused,
+            disk.path + " is the disk that the running system is on (" + use + "); tie another one with norvoDevices");
+    }
+}
