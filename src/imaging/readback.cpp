@@ -31,9 +31,9 @@ ReadBack::ReadBack(int file)
 {
     auto [orderEnd, orderStart] = Descriptor::Pipe();
     auto [answerEnd, answerStart] = Descriptor::Pipe();
-    pipeline.StartFunction("proof", [&, file] {
-        orderStart.Close(); // its end is that of the orders
-        return Work(file, orderEnd.Get(), answerStart.Get());
+    pipeline.StartFunction("proof", [file, &start = orderStart, &end = orderEnd, &result = answerStart] {
+        start.Close(); // its end is that of the orders
+        return Work(file, end.Get(), result.Get());
     });
     orders = std::move(orderStart);
     answers = std::move(answerEnd);
