@@ -214,7 +214,8 @@ private Q_SLOTS:
         QTRY_VERIFY(window.findChild<QLabel*>() != nullptr && window.windowTitle().startsWith("Restoring"));
         const QList<QLabel*> labels = window.findChildren<QLabel*>();
         QVERIFY(std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
-            return label->text() == "Hard disk: A <b>disk</b>, serial number A7, 1.5 kB" && label->isVisible();
+            return label->accessibleName() == "Hard disk: A <b>disk</b>, serial number A7, 1.5 kB"
+                && label->isVisible();
         }));
         QTest::keyClick(&window, Qt::Key_Escape);
         QVERIFY(!window.isVisible());
