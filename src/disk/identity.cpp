@@ -39,6 +39,8 @@ std::string ReadSerial(const UdevDevice& device, dev_t disk)
     for (const char* file : {"device/serial", "serial"}) { // of NVMe disks, of virtual ones
         if (serial.empty())
             serial = device.Attribute(file);
+        if (serial == "(null)") // the kernel's word for none
+            serial.clear();
     }
     constexpr size_t header = 4; // of the page with the serial number that SCSI and SATA disks have
     const std::string page = serial.empty() ? FirstLine(SysFolder(disk) + "/device/vpd_pg80") : "";

@@ -224,7 +224,7 @@ QString Words::Advice(const RunState& run, const Outcome& outcome)
 
 QString Words::Breakable(QString text)
 {
-    static const QRegularExpression places(QStringLiteral("([/_.])"));
+    static const QRegularExpression places(QStringLiteral("([/_]|[.](?![0-9]))"));
     return text.replace(places, QStringLiteral("\\1") + QChar(0x200b));
 }
 
