@@ -158,8 +158,12 @@ void Relay::Run()
         throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 has written nothing");
     if (!header || relayed != header->DataBytes())
         throw Failure(ExitStatus::Failed, partition.path + ": the image did not become whole");
-    if (reader)
-        bad = reader->bad;
+    if (!reader)
+        return;
+    bad = reader->bad;
+    // One place, as large as all there is to save: the disk is gone rather than bad.
+    if (bad.size() == 1 && bad.front().second >= header->DataBytes())
+        throw Failure(ExitStatus::Failed, partition.path + ": nothing of it can be read; is the disk connected?");
 }
 
 /** One wait, and whatever can be done after it. What is ready already isn't waited for, or the wait would not wait. */
