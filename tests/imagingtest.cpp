@@ -189,7 +189,7 @@ private Q_SLOTS:
             {{"true"}, ""},
             {{"sh", "-c", "echo first >&2; echo ' no disk' >&2; echo 'Please check log' >&2; exit 3"}, "no disk"},
             {{"sh", "-c", "exit 3"}, "sh ended with status 3"},
-            {{"sh", "-c", "kill -9 $$"}, "sh was ended by signal 9"},
+            {{"sh", "-c", "echo Block size >&2; kill -9 $$"}, "sh was ended by signal 9"},
             {{"no-such-program"}, "no-such-program cannot be started: No such file or directory"},
             {{"sh", "-c", "head -c 999999 /dev/zero | tr '\\0' x >&2; printf '\nend\n' >&2; exit 1"}, "end"},
             {{"sh", "-c", "sleep 5 & exit 1"}, "sh ended with status 1"}, // leaves one behind

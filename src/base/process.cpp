@@ -86,6 +86,9 @@ void StopRequest::Check()
 
 std::string StageEnd::LastWords() const
 {
+    // What one that was killed has said before is not why.
+    if (WIFSIGNALED(status))
+        return name + " was ended by signal " + std::to_string(WTERMSIG(status));
     std::string text = said;
     std::replace(text.begin(), text.end(), '\r', '\n');
     std::istringstream lines(text);
@@ -99,8 +102,6 @@ std::string StageEnd::LastWords() const
         last.pop_back();
     if (!last.empty())
         return last;
-    if (WIFSIGNALED(status))
-        return name + " was ended by signal " + std::to_string(WTERMSIG(status));
     return name + " ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
