@@ -20,7 +20,7 @@ namespace {
 constexpr char headline[] = "# Norvo Clone-Restore partition table";
 constexpr size_t mostText = 256U << 20;
 constexpr size_t mostRaw = 32U << 20; // of an area: no more is saved of a boot track
-constexpr size_t mostLines = 64; // of other makers: four slots, and as many logical ones as kernels offer
+constexpr size_t mostLines = 64;      // of other makers: four slots, and as many logical ones as kernels offer
 
 /** Walks along a line; each step tells whether it found what it looked for. */
 class Cursor
