@@ -64,7 +64,7 @@ DriveWindow::DriveWindow(const std::vector<Drive>& drives)
     connect(buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this, &DriveWindow::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &DriveWindow::reject);
     layout->addWidget(buttons);
-    resize(640, 440);
+    resize(760, 560);
     Judge();
 }
 
@@ -74,6 +74,8 @@ QListWidget* DriveWindow::AddList(QVBoxLayout* layout, const QString& title, con
     auto* const label = new QLabel(title, this);
     auto* const list = new QListWidget(this);
     label->setBuddy(list);
+    list->setWordWrap(true);
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     list->setAccessibleName(title.simplified().remove(QLatin1Char('&')));
     for (const Drive& drive : drives) {
         auto* const row = new QListWidgetItem(RowText(drive), list);
