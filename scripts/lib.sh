@@ -75,11 +75,11 @@ need_packages() {
     rm -f "$log"
 }
 
-# need_kernel: leaves one of Debian's kernels as $BUILD_DIR/vmlinuz. It is taken out of its package: installed, it would
-# change how this machine starts.
+# need_kernel: leaves Debian's kernel as $BUILD_DIR/vmlinuz and its modules in $BUILD_DIR/kernel. They are taken out of
+# their package: installed, it would change how this machine starts.
 need_kernel() {
     local as_root
-    [[ ! -s $BUILD_DIR/vmlinuz ]] || return 0
+    [[ ! -s $BUILD_DIR/vmlinuz || ! -d $BUILD_DIR/kernel/lib ]] || return 0
     say "Getting a kernel for the emulated PC"
     mkdir -p "$BUILD_DIR/kernel"
     fetch_kernel && return 0
@@ -89,13 +89,13 @@ need_kernel() {
     fetch_kernel || fail "no kernel can be downloaded: $(tail -n 5 "$BUILD_DIR/kernel/log")"
 }
 
-# fetch_kernel: the one for virtual machines is the smallest.
+# fetch_kernel: the one for virtual machines knows no disks but virtual ones.
 fetch_kernel() (
-    cd "$BUILD_DIR/kernel" && rm -f ./*.deb &&
-        package=$(apt-cache depends linux-image-cloud-amd64 | sed -n 's/^ *Depends: //p') &&
+    cd "$BUILD_DIR/kernel" && rm -rf ./*.deb lib boot ../vmlinuz &&
+        package=$(apt-cache depends linux-image-amd64 | sed -n 's/^ *Depends: //p') &&
         apt-get -qq download "$package" &&
-        dpkg-deb --fsys-tarfile "$package"_*.deb | tar -xO --wildcards './boot/vmlinuz-*' >vmlinuz &&
-        mv vmlinuz .. && rm -f ./*.deb
+        dpkg-deb --fsys-tarfile "$package"_*.deb | tar -x ./boot ./lib/modules &&
+        depmod -b . "$(ls lib/modules)" && mv boot/vmlinuz-* ../vmlinuz && rm -rf ./*.deb boot
 ) >"$BUILD_DIR/kernel/log" 2>&1
 
 # build [OPTION...]: everything, tests included, with these options of cmake, and an installed copy in the stage folder
