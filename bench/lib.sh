@@ -13,14 +13,19 @@ readonly bench_packages=(util-linux time e2fsprogs tar python3-minimal)
 [[ -n ${NORVO_BENCH_INSIDE:-} ]] || BUILD_DIR=$BUILD_DIR-bench
 loops=()
 
+# build_bench: installs what is needed and builds what is measured.
+build_bench() {
+    need_packages "${build_packages[@]}" "${run_packages[@]}" "${bench_packages[@]}"
+    build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_BENCHMARKS=ON -DBUILD_TESTING=OFF
+    export BUILD_DIR NORVO_BENCH_INSIDE=yes
+}
+
 # enter_bench ARGUMENT...: installs, builds, and runs the script again with these where nobody else sees its mounts.
 enter_bench() {
     [[ -z ${NORVO_BENCH_INSIDE:-} ]] || return 0
     [[ $EUID -eq 0 ]] || fail 'this makes loop devices and mounts file systems: run it as root'
-    need_packages "${build_packages[@]}" "${run_packages[@]}" "${bench_packages[@]}"
-    build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_BENCHMARKS=ON -DBUILD_TESTING=OFF
-    export BUILD_DIR
-    NORVO_BENCH_INSIDE=yes exec unshare --mount --propagation private "$0" "$@"
+    build_bench
+    exec unshare --mount --propagation private "$0" "$@"
 }
 
 # begin_bench FOLDER: $memory is a folder in memory, $wrappers the one of programs whose processor time is noted.
