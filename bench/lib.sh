@@ -60,7 +60,7 @@ end_bench() {
 }
 
 # make_disk IMAGE SIZE TYPE...: an image file with a partition of SIZE for each of the types (ext4, ext3), on the loop
-# device $loop. Before cover_devices.
+# device $loop, made with $mkfs_options. Before cover_devices.
 make_disk() {
     local image=$1 size=$2 number=0 type
     truncate -s "$((${size%M} * ($# - 2) + 2))M" "$image"
@@ -73,7 +73,8 @@ make_disk() {
     for type in "${@:3}"; do
         number=$((number + 1))
         until [[ -b ${loop}p$number ]]; do sleep 0.1; done
-        "mkfs.$type" -q -F "${loop}p$number"
+        # shellcheck disable=SC2086 # words
+        "mkfs.$type" -q -F ${mkfs_options:-} "${loop}p$number"
     done
 }
 
@@ -108,6 +109,17 @@ make_node() {
     local numbers
     IFS=: read -r -a numbers <"$2/dev"
     mknod "/dev/$1" b "${numbers[@]}"
+}
+
+# uncompressed PARTITION FILE: its image, with which usedblocks knows the blocks that are in use.
+uncompressed() {
+    partclone.ext4 -c -q -a 0 -f 1 -L /dev/null -s "$1" -o "$2" -O "$2" >/dev/null 2>&1
+}
+
+# check_partition: all that was written back is what was there, the free blocks excepted.
+check_partition() {
+    blockdev --flushbufs /dev/hdc
+    e2fsck -fn /dev/hdc1 >/dev/null 2>&1 || fail 'the partition has come to harm'
 }
 
 # measure COMMAND: a line for bash, after which all has to be on the medium; sets $figures to seconds, processor seconds
