@@ -170,10 +170,16 @@ void Pipeline::Start(
     });
 }
 
-void Pipeline::StartFunction(const std::string& name, const std::function<int()>& function)
+void Pipeline::StartFunction(const std::string& name, const std::function<int()>& function, Descriptor input)
 {
-    Launch(name, {}, {}, [&function] {
-        _exit(function());
+    Launch(name, std::move(input), {}, [&name, &function] {
+        prctl(PR_SET_NAME, ("norvo-" + name).c_str());
+        try {
+            _exit(function());
+        } catch (const std::exception& error) {
+            dprintf(STDERR_FILENO, "%s\n", error.what());
+            _exit(1);
+        }
     });
 }
 

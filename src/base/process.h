@@ -72,8 +72,11 @@ public:
     void Start(const std::vector<std::string>& command, Descriptor input = {}, Descriptor output = {},
         const std::function<void()>& prepare = {});
 
-    /** The same for a function, which runs in a process of its own; its result is that process's exit status. */
-    void StartFunction(const std::string& name, const std::function<int()>& function);
+    /**
+     * The same for a function, which runs in a process of its own, with that name; its result is that process's exit
+     * status, and what it throws is said on standard error. It is called "norvo-NAME" in the system's lists.
+     */
+    void StartFunction(const std::string& name, const std::function<int()>& function, Descriptor input = {});
 
     /**
      * Waits until one of `wanted` is ready (revents tells which; an entry with descriptor -1 is passed over), `timeout`

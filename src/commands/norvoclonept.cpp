@@ -6,6 +6,7 @@
 
 #include "command.h"
 #include "failure.h"
+#include "freshview.h"
 #include "lock.h"
 #include "runrecord.h"
 #include "savedtable.h"
@@ -35,6 +36,8 @@ int main(int argc, char** argv)
         file.Write(text.data(), text.size());
         file.Prove();
         file.PutInPlace(path);
+        const std::string bootSector = std::filesystem::path(path).replace_extension(".mbr");
+        NeedOnMedium(std::filesystem::exists(bootSector) ? std::vector{path, bootSector} : std::vector{path});
         RunRecord::NoteTable(table.seal);
     });
 }

@@ -7,6 +7,7 @@
 
 #include "command.h"
 #include "failure.h"
+#include "freshview.h"
 #include "imagewriter.h"
 #include "lock.h"
 #include "process.h"
@@ -92,6 +93,7 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
     unlink(files.Record().c_str());
     image.PutInPlace(files.Volume(0));
     recordFile.PutInPlace(files.Record());
+    NeedOnMedium({files.Volume(0), files.Record()});
     for (unsigned number = 1; number < 1000; ++number)
         unlink(files.Volume(number).c_str());
 }

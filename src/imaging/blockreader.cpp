@@ -22,19 +22,12 @@ BlockReader::BlockReader(const Device& device, const ImageHeader& header, std::s
     , directNode(Descriptor::Open(device.path, O_RDONLY | O_DIRECT))
     , deviceBytes(device.bytes)
     , sectorBytes(device.sectorBytes)
-    , header(header)
-    , bits(bits)
-    , skip(done % header.blockBytes)
+    , used(header, bits)
 {
-    for (uint64_t passed = done / header.blockBytes; block < header.blocks; ++block) {
-        if (IsUsed(block) && passed-- == 0)
-            break;
+    while (done > 0) {
+        const uint64_t passed = used.Next(done).size;
+        done = passed > 0 ? done - passed : 0;
     }
-}
-
-bool BlockReader::IsUsed(uint64_t number) const
-{
-    return (static_cast<unsigned char>(bits[number / 8]) >> (number % 8) & 1) != 0;
 }
 
 void BlockReader::NoteBad(uint64_t offset, size_t size)
@@ -70,18 +63,9 @@ void BlockReader::ReadSectors(char* bytes, uint64_t offset, size_t size)
 std::string BlockReader::Next()
 {
     StopRequest::Check();
-    while (block < header.blocks && !IsUsed(block))
-        ++block;
-    uint64_t end = block;
-    while (end < header.blocks && (end - block) * header.blockBytes < most && IsUsed(end))
-        ++end;
-    if (end == block)
-        return {};
-    const uint64_t offset = block * header.blockBytes + skip;
-    std::string bytes((end - block) * header.blockBytes - skip, '\0');
-    if (ReadAt(node.Get(), bytes.data(), bytes.size(), offset) != static_cast<ssize_t>(bytes.size()))
-        ReadSectors(bytes.data(), offset, bytes.size());
-    block = end;
-    skip = 0;
+    const Extent extent = used.Next(most);
+    std::string bytes(extent.size, '\0');
+    if (ReadAt(node.Get(), bytes.data(), bytes.size(), extent.offset) != static_cast<ssize_t>(bytes.size()))
+        ReadSectors(bytes.data(), extent.offset, bytes.size());
     return bytes;
 }

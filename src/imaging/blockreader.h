@@ -5,9 +5,9 @@
 
 #include "descriptor.h"
 #include "device.h"
-#include "imageheader.h"
+#include "usedblocks.h"
 
-#include <string_view>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -31,7 +31,6 @@ public:
     std::vector<std::pair<uint64_t, uint64_t>> bad;
 
 private:
-    [[nodiscard]] bool IsUsed(uint64_t block) const;
     void ReadSectors(char* bytes, uint64_t offset, size_t size);
     void NoteBad(uint64_t offset, size_t size);
 
@@ -39,8 +38,5 @@ private:
     Descriptor directNode; ///< past the memory of the system, where neighbours of a bad sector can't be read either
     uint64_t deviceBytes;
     unsigned sectorBytes;
-    const ImageHeader& header;
-    std::string_view bits;
-    uint64_t block = 0; ///< where the next bytes are looked for
-    uint64_t skip = 0;  ///< bytes of it that have been read already
+    UsedBlocks used;
 };

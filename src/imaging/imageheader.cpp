@@ -17,14 +17,9 @@ template <typename Number> Number At(const std::string& bytes, size_t offset)
 }
 } // namespace
 
-bool ImageHeader::IsImage(const std::string& bytes)
-{
-    return bytes.compare(0, sizeof magic - 1, magic) == 0;
-}
-
 std::optional<ImageHeader> ImageHeader::Parse(const std::string& bytes)
 {
-    if (bytes.size() < length || !IsImage(bytes) || bytes.compare(30, 4, "0002") != 0)
+    if (bytes.size() < length || bytes.compare(0, sizeof magic - 1, magic) != 0 || bytes.compare(30, 4, "0002") != 0)
         return {};
     ImageHeader header;
     header.deviceBytes = At<uint64_t>(bytes, 52);
@@ -32,8 +27,12 @@ std::optional<ImageHeader> ImageHeader::Parse(const std::string& bytes)
     header.usedBlocks = At<uint64_t>(bytes, 76);
     header.blockBytes = At<uint32_t>(bytes, 84);
     header.hasChecksums = At<uint16_t>(bytes, 96) != 0;
+    header.checksumBytes = At<uint16_t>(bytes, 98);
+    header.checksumBlocks = At<uint32_t>(bytes, 100);
+    const bool hasBits = bytes[105] == 1; // or a byte for each block, or nothing
     // No device is longer than a file can be.
-    if (header.blockBytes == 0 || header.blocks > INT64_MAX / header.blockBytes || header.usedBlocks > header.blocks)
+    if (!hasBits || (header.hasChecksums && header.checksumBlocks == 0) || header.blockBytes == 0
+        || header.blocks > INT64_MAX / header.blockBytes || header.usedBlocks > header.blocks)
         return {};
     return header;
 }

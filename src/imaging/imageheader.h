@@ -20,6 +20,8 @@ struct ImageHeader
     uint64_t usedBlocks = 0;
     uint32_t blockBytes = 0;
     bool hasChecksums = false; ///< of the blocks, between them
+    uint16_t checksumBytes = 0;
+    uint32_t checksumBlocks = 0; ///< after so many blocks, and after the last one, there is one
 
     /** Of the header, the bits and their CRC: where the first block stands. */
     [[nodiscard]] uint64_t DataOffset() const
@@ -31,9 +33,12 @@ struct ImageHeader
         return usedBlocks * blockBytes;
     }
 
-    /** Nothing when it is an image of another format. */
-    static std::optional<ImageHeader> Parse(const std::string& bytes);
+    /** In bytes of blocks. */
+    [[nodiscard]] uint64_t ChecksumInterval() const
+    {
+        return uint64_t{checksumBlocks} * blockBytes;
+    }
 
-    /** Whether it is an image of any format. */
-    static bool IsImage(const std::string& bytes);
+    /** Nothing when it is no image, or one of another format. */
+    static std::optional<ImageHeader> Parse(const std::string& bytes);
 };

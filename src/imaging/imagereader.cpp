@@ -3,6 +3,7 @@
 
 #include "imagereader.h"
 
+#include "blockwriter.h"
 #include "descriptor.h"
 #include "failure.h"
 #include "process.h"
@@ -176,7 +177,7 @@ void ImageVolumes::CheckInFull(const std::string& head) const
     auto [out, in] = Descriptor::Pipe();
     auto [plain, compressor] = Descriptor::Pipe();
     Pipeline pipeline;
-    const bool isImage = ImageHeader::IsImage(head);
+    const bool isImage = ImageHeader::Parse(head).has_value();
     pipeline.Start({"lbzip2", "-dc"}, std::move(out), isImage ? std::move(compressor) : Descriptor());
     // Only the count of blocks in the header shows a cut.
     if (isImage)
@@ -190,41 +191,28 @@ void ImageVolumes::CheckInFull(const std::string& head) const
         throw Failure(ExitStatus::Damaged, FirstPath() + ": the image is damaged or cut");
 }
 
-namespace {
-/**
- * Has what is written to a device go on to its medium all the while, so that little is left for the end. In a process
- * of its own, because a full queue is waited for. Waits for no writing: whether that fails is the business of who
- * forces it to the medium in the end, and would be told but once.
- */
-void KeepFlushing(Pipeline& pipeline, const Device& device)
-{
-    pipeline.StartFunction("flush", [&device] {
-        const Descriptor node = Descriptor::Open(device.path, O_RDONLY);
-        while (node && sync_file_range(node.Get(), 0, 0, SYNC_FILE_RANGE_WRITE) == 0)
-            usleep(250000);
-        return 0;
-    });
-}
-} // namespace
-
 void ImageVolumes::WriteTo(const Device& partition, const std::string& sha256) const
 {
-    Pipeline flusher;
-    KeepFlushing(flusher, partition);
     auto [out, in] = Descriptor::Pipe();
     auto [plain, decompressor] = Descriptor::Pipe();
     Pipeline pipeline;
     pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(decompressor));
-    // Never with the options that let partclone pass over damage.
-    pipeline.Start(
-        {"partclone.restore", "-q", "-f", "1", "-L", "/dev/null", "-s", "-", "-o", partition.path}, std::move(plain));
+    pipeline.StartFunction(
+        "writer",
+        [&partition, &feed = in] {
+            feed.Close(); // its end is that of the image
+            WriteBlocks(STDIN_FILENO, partition);
+            return 0;
+        },
+        std::move(plain));
     VolumeReader reader(paths);
     const std::string hash = Feed(pipeline, std::move(in), reader, bytes);
     const std::vector<StageEnd> ends = pipeline.Finish();
     // The stage nearest to the medium that failed is the reason; one whose reader went away is none.
     for (const StageEnd& end : ends) {
         if (!end.Succeeded() && !(end.name == "lbzip2" && !ends.back().Succeeded() && end.said.empty()))
-            throw Failure(ExitStatus::Failed, partition.path + ": " + end.name + " failed: " + end.LastWords());
+            throw Failure(ExitStatus::Failed,
+                partition.path + ": " + (end.name == "lbzip2" ? "lbzip2 failed: " : "") + end.LastWords());
     }
     if (hash.empty() || (!sha256.empty() && hash != sha256))
         throw Failure(

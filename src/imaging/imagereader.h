@@ -27,7 +27,7 @@ public:
     void CheckInFull(const std::string& head) const;
 
     /**
-     * Writes the image onto the partition, through partclone. The caller has made sure that it may.
+     * Writes the image onto the partition and reads it back from there. The caller has made sure that it may.
      * @param sha256 what the volumes must have; not compared where empty
      * A Failure with `Failed` when it breaks off; throws Interrupted.
      */

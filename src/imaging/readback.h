@@ -5,13 +5,15 @@
 
 #include "descriptor.h"
 #include "process.h"
+#include "usedblocks.h"
 
-#include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 /**
- * Forces a file to the medium and reads it back from there while it is still being written, some megabytes behind, in a
- * process of its own: a slow medium is waited for while the compressor works, and a request to end never is.
+ * Forces what is written to the medium and reads it back from there while more is being written, some megabytes behind,
+ * in a process of its own: a slow medium is waited for while the compressor works, and a request to end never is.
  *
  * What it proves: each byte left memory for the drive, was dropped from memory, came back from the drive and was
  * hashed; and the drive has said afterwards that nothing of it is left in its own cache (fsync). What was written last
@@ -28,10 +30,20 @@ public:
         int number;
     };
 
-    /** @param file open for reading, to outlive this object. To be made before pipes whose end somebody waits for. */
+    /** Where the next bytes stand that are written, at most so many; size 0 where there are none. */
+    using Place = std::function<Extent(uint64_t most)>;
+
+    /**
+     * To be made before pipes whose end somebody waits for.
+     * @param file open for reading, to outlive this object; best past the memory of the system (O_DIRECT)
+     * @param place called in the process of its own alone
+     */
+    ReadBack(int file, const Place& place);
+
+    /** A file that is written from its beginning to its end. */
     explicit ReadBack(int file);
 
-    /** The file has `size` bytes now. Waits while the medium is too far behind. Throws Error, Interrupted. */
+    /** `size` bytes are written now. Waits while the medium is too far behind. Throws Error, Interrupted. */
     void Follow(uint64_t size);
 
     /** These are all; doesn't wait. */
@@ -54,8 +66,8 @@ private:
         char hash[64]; ///< in the last one
     };
 
-    static int Work(int file, int orders, int answers);
-    static Answer ReadOn(int file, class Sha256& hash, uint64_t from, uint64_t to);
+    class Worker;
+
     void Tell(Order order);
     Answer Listen();
 

@@ -214,11 +214,11 @@ private:
     void CheckStructure(const ImageVolumes& volumes, const TableLine& line) const
     {
         const std::string head = volumes.Head();
-        if (head != extendedNote && !ImageHeader::IsImage(head))
+        const auto header = ImageHeader::Parse(head);
+        if (head != extendedNote && !header)
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not an image of a partition");
         if ((head == extendedNote) != line.IsExtended())
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not of a partition of this kind");
-        const auto header = ImageHeader::Parse(head);
         if (header && header->deviceBytes > line.size * table->sectorBytes)
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is of a larger partition");
         volumes.CheckInFull(head);

@@ -8,6 +8,7 @@
 #include "sha256.h"
 
 #include <QByteArray>
+#include <QtEndian>
 
 #include <algorithm>
 #include <cctype>
@@ -18,7 +19,8 @@
 namespace {
 constexpr char headline[] = "# Norvo Clone-Restore partition table";
 constexpr size_t mostText = 256U << 20;
-constexpr size_t mostLines = 64; // of other makers: four slots, and as many logical ones as kernels offer
+constexpr size_t mostRaw = 32U << 20; // of an area: no more is saved of a boot track
+constexpr size_t mostLines = 64;      // of other makers: four slots, and as many logical ones as kernels offer
 
 /** Walks along a line; each step tells whether it found what it looked for. */
 class Cursor
@@ -272,7 +274,10 @@ private:
         uint64_t size = 0;
         std::string data;
         fields >> area.offset >> size >> data;
-        area.bytes = qUncompress(QByteArray::fromBase64(QByteArray::fromStdString(data))).toStdString();
+        const QByteArray packed = QByteArray::fromBase64(QByteArray::fromStdString(data));
+        // It begins with the size of what comes out of it, for which memory is taken before anything is looked at.
+        if (packed.size() >= 4 && qFromBigEndian<quint32>(packed.constData()) == size && size <= mostRaw)
+            area.bytes = qUncompress(packed).toStdString();
         if (area.bytes.size() != size)
             Damaged("the raw bytes in it are damaged");
         file.raw.push_back(std::move(area));
