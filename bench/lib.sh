@@ -83,7 +83,7 @@ fill() {
     mount "$1" /mnt/files
     find /usr -xdev -type f -size -50M -printf '%s %p\n' | LC_ALL=C sort -k 2 | awk -v room="$2" '
         (sum += $1) <= room * 1e6 { sub(/^[^ ]* /, ""); print }' >/mnt/list
-    tar -C / -c --no-recursion -T /mnt/list 2>/dev/null | tar -x -C /mnt/files
+    { tar -C / -c --no-recursion -T /mnt/list || true; } 2>/dev/null | tar -x -C /mnt/files # one may be gone meanwhile
     umount /mnt/files
 }
 
