@@ -5,7 +5,6 @@
 
 #include "failure.h"
 #include "readback.h"
-#include "sha256.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -94,7 +93,7 @@ void WriteBlocks(int source, const Device& partition)
     ReadBack readBack(medium.Get(), [used](uint64_t most) mutable {
         return used.Next(most);
     });
-    Sha256 hash;
+    Checksum checksum;
     uint64_t done = 0;
     std::string bytes;
     try {
@@ -102,13 +101,13 @@ void WriteBlocks(int source, const Device& partition)
             stream.ReadBlocks(bytes, extent.size);
             if (!WriteAt(node.Get(), bytes.data(), bytes.size(), extent.offset))
                 throw ReadBack::Error{"cannot be written", errno};
-            hash.Add(bytes.data(), bytes.size());
+            checksum.Add(bytes.data(), bytes.size());
             done += extent.size;
             readBack.Follow(done);
         }
         readBack.End(done);
         stream.ReadToEnd();
-        if (readBack.Hash() != hash.Hex())
+        if (readBack.Sum() != checksum.Sum())
             throw Failure(ExitStatus::Failed, "reads back differently from what was written; the disk is bad");
     } catch (const ReadBack::Error& error) {
         throw SystemFailure(ExitStatus::Failed, error.what, error.number);

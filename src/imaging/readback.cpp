@@ -3,8 +3,6 @@
 
 #include "readback.h"
 
-#include "sha256.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -45,7 +43,7 @@ private:
     Place writing; ///< how far writing was begun
     Place reading;
     std::unique_ptr<char, void (*)(void*)> buffer;
-    Sha256 hash;
+    Checksum checksum;
     uint64_t done = 0;
 };
 
@@ -100,7 +98,7 @@ ReadBack::Answer ReadBack::Worker::ReadOn(uint64_t size, bool isSynced)
     constexpr unsigned wait = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
     const int error = isSynced ? 0 : Sync(extents, wait);
     if (error != 0)
-        return {done, error, false, {}};
+        return {done, error, false, false, {}};
     for (auto next = extents.begin(); next != extents.end();) {
         // What stands near to each other is read at once, with what is between it.
         const uint64_t from = next->offset;
@@ -111,20 +109,20 @@ ReadBack::Answer ReadBack::Worker::ReadOn(uint64_t size, bool isSynced)
         posix_fadvise(file, static_cast<off_t>(from), static_cast<off_t>(last->End() - from), POSIX_FADV_DONTNEED);
         const ssize_t count = ReadAt(file, buffer.get(), last->End() - from, from);
         if (count < 0)
-            return {done, errno, true, {}};
+            return {done, errno, true, false, {}};
         for (; next <= last; done += next->size, ++next) {
-            if (next->End() - from <= static_cast<uint64_t>(count)) // shorter than what was written: the hash tells
-                hash.Add(buffer.get() + (next->offset - from), next->size);
+            if (next->End() - from <= static_cast<uint64_t>(count)) // shorter than what was written: the checksum tells
+                checksum.Add(buffer.get() + (next->offset - from), next->size);
         }
     }
-    return {done, 0, false, {}};
+    return {done, 0, false, false, {}};
 }
 
 int ReadBack::Worker::Run(int orders, int answers)
 {
     posix_fadvise(file, 0, 0, POSIX_FADV_SEQUENTIAL);
     uint64_t started = 0;
-    Answer answer = {0, 0, false, {}};
+    Answer answer = {};
     for (Order order = {}; answer.error == 0 && read(orders, &order, sizeof order) == sizeof order;) {
         answer.error = Sync(Take(writing, order.size - started), SYNC_FILE_RANGE_WRITE);
         started = order.size;
@@ -133,8 +131,9 @@ int ReadBack::Worker::Run(int orders, int answers)
             WriteAll(answers, &answer, sizeof answer);
         }
         if (answer.error == 0 && order.isLast) {
-            answer = fsync(file) == 0 ? ReadOn(order.size - done, true) : Answer{done, errno, false, {}};
-            hash.Hex().copy(answer.hash, sizeof answer.hash);
+            answer = fsync(file) == 0 ? ReadOn(order.size - done, true) : Answer{done, errno, false, false, {}};
+            answer.isLast = true;
+            answer.sum = checksum.Sum();
         }
         if (answer.error != 0 || order.isLast)
             return WriteAll(answers, &answer, sizeof answer) ? 0 : 1;
@@ -178,11 +177,11 @@ void ReadBack::End(uint64_t size)
     told = size;
 }
 
-std::string ReadBack::Hash()
+Checksum::Value ReadBack::Sum()
 {
     for (;;) {
         const Answer answer = Listen();
-        if (answer.hash[0] != '\0')
-            return {answer.hash, sizeof answer.hash};
+        if (answer.isLast)
+            return answer.sum;
     }
 }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "checksum.h"
 #include "descriptor.h"
 #include "process.h"
 #include "usedblocks.h"
@@ -49,8 +50,8 @@ public:
     /** These are all; doesn't wait. */
     void End(uint64_t size);
 
-    /** After End(): the SHA-256 of what the medium has. Throws Error, Interrupted. */
-    std::string Hash();
+    /** After End(): of what the medium has. Throws Error, Interrupted. */
+    Checksum::Value Sum();
 
 private:
     struct Order
@@ -63,7 +64,8 @@ private:
         uint64_t done;
         int error; ///< 0 for none
         bool reading;
-        char hash[64]; ///< in the last one
+        bool isLast;
+        Checksum::Value sum; ///< in the last one
     };
 
     class Worker;

@@ -57,6 +57,7 @@ void StoreFile::Write(const void* data, size_t count)
     if (full)
         return;
     hash.Add(data, count);
+    checksum.Add(data, count);
     try {
         readBack->Follow(size);
     } catch (const ReadBack::Error& error) {
@@ -76,9 +77,8 @@ std::string StoreFile::Prove()
     Complete();
     if (full)
         Fail("cannot be written", ENOSPC);
-    std::string written = hash.Hex();
     try {
-        if (readBack->Hash() != written)
+        if (readBack->Sum() != checksum.Sum())
             throw Failure(
                 ExitStatus::Failed, path + ": reads back differently from what was written; the medium is bad");
     } catch (const ReadBack::Error& error) {
@@ -86,7 +86,7 @@ std::string StoreFile::Prove()
         Fail(error.what, error.number);
     }
     readBack.reset();
-    return written;
+    return hash.Hex();
 }
 
 void StoreFile::PutInPlace(const std::string& place)

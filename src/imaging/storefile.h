@@ -63,6 +63,7 @@ private:
     std::unique_ptr<ReadBack> readBack; ///< none when the file is full or proved
     uint64_t size = 0;
     Sha256 hash;
+    Checksum checksum; ///< of the same bytes, for the proof
     bool measures;
     bool full = false;
     bool complete = false;

@@ -53,8 +53,10 @@ DriveWindow::DriveWindow(const std::vector<Drive>& drives)
     warning->setTextFormat(Qt::PlainText);
     warning->setWordWrap(true);
     warning->setMinimumHeight(warning->fontMetrics().lineSpacing() * 3);
-    QPalette red = warning->palette();
-    red.setColor(QPalette::WindowText, QColor(0xb0, 0, 0));
+    warning->setMargin(6);
+    QPalette red = warning->palette(); // to be read in dark schemes too
+    red.setColor(QPalette::Window, QColor(0xa8, 0x10, 0x10));
+    red.setColor(QPalette::WindowText, Qt::white);
     warning->setPalette(red);
     layout->addWidget(warning);
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Apply | QDialogButtonBox::Cancel, this);
@@ -110,6 +112,7 @@ void DriveWindow::Judge()
         lines.append(i18n(
             "%1 does not call itself an Iomega REV. Rev Manager overwrites it when it formats a disk.", RowText(*rev)));
     warning->setText(lines.join(QLatin1Char('\n')));
+    warning->setAutoFillBackground(!lines.isEmpty());
 }
 
 void DriveWindow::accept()
