@@ -149,6 +149,7 @@ measure() {
     sync
     PATH=$wrappers:$BUILD_DIR/stage/bin:$PATH /usr/bin/time -o /mnt/total -f '%e %U %S %M' \
         bash -c "set -euo pipefail; $1" >/mnt/said 2>&1 || fail "$1: $(tail -n 5 /mnt/said)"
+    sleep 0.3 # until partclone's share is noted as well
     # shellcheck disable=SC2034 # for the scripts
     figures=$(awk 'NR == FNR { print $1, $2 + $3, $4; own = $2 + $3; next }
         { sum[$1] += $2 + $3; own -= $2 + $3 }
