@@ -178,6 +178,32 @@ private Q_SLOTS:
         }
     }
 
+    void judgesHowPartcloneEnds()
+    {
+        Chance chance(seed);
+        const Device source = NewExt4(chance, chance.Bytes(mebibyte));
+        Save(source);
+        const std::string whole = Run({"lbzip2", "-dc", Files().Volume(0)});
+        const QByteArray path = qgetenv("PATH");
+        const QString real = QStandardPaths::findExecutable("partclone.extfs");
+        const std::vector<std::pair<QString, QString>> cases = {
+            {"%1 \"$@\" | head -c -1; kill -9 $$", "was ended by signal 9"},
+            {"%1 \"$@\" | head -c -1", ""},     // its word is not enough: the rest is read in its place
+            {"%1 \"$@\"; exec sleep 1000", ""}, // which nobody waits for
+        };
+        for (const auto& [script, words] : cases) {
+            NewFile(folder, "partclone.extfs", "#!/bin/bash\n" + script.arg(real).toStdString() + "\n");
+            QFile::setPermissions(folder.filePath("partclone.extfs"), QFile::ReadOwner | QFile::ExeOwner);
+            qputenv("PATH", folder.path().toUtf8() + ":" + path);
+            const QString complaint = Complaint([&] {
+                Save(source);
+            });
+            qputenv("PATH", path);
+            QVERIFY2(words.isEmpty() == complaint.isEmpty() && complaint.contains(words), qPrintable(complaint));
+            QVERIFY(Run({"lbzip2", "-dc", Files().Volume(0)}) == whole);
+        }
+    }
+
     void provesWhatIsWritten()
     {
         std::string all;
