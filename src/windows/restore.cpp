@@ -15,29 +15,9 @@
 
 #include <QCloseEvent>
 #include <QDir>
-#include <QEventLoop>
 #include <QTextStream>
-#include <QThread>
 
 namespace {
-/**
- * The directories in a directory. Read beside the event loop: to tell that one is a directory, the file system of a REV
- * disk has to fetch it from the disk, each from another place there. The windows are drawn meanwhile; clicks wait.
- */
-QStringList Directories(const QDir& directory, QDir::SortFlags order)
-{
-    QStringList names;
-    const std::unique_ptr<QThread> reader(QThread::create([path = directory.path(), order, &names] {
-        names = QDir(path).entryList(QDir::Dirs, order);
-    }));
-    QEventLoop loop;
-    QObject::connect(reader.get(), &QThread::finished, &loop, &QEventLoop::quit);
-    reader->start();
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-    reader->wait();
-    return names;
-}
-
 /** Fills a combo box with the names of a listed directory, but for those that the file system itself keeps there. */
 void Fill(QComboBox* box, const QStringList& names)
 {
@@ -87,7 +67,7 @@ void Restore::Init(bool* mounted)
     ShowRevState(ledRevStatus, *mounted);
     if (*mounted) {
         revDir->setPath(QLatin1String(ImageStore::mountPoint));
-        serialList = Directories(*revDir, QDir::Name);
+        serialList = revDir->entryList(QDir::Dirs, QDir::Name);
         Fill(cmbSerial, serialList);
         imagesAvailable = cmbSerial->count() > 0;
         cmbSerial_activated(cmbSerial->currentText());
@@ -107,7 +87,7 @@ void Restore::cmbSerial_activated(const QString& serial)
     const bool entered = QFileInfo(path).isReadable() && QFileInfo(path).isExecutable() && revDir->cd(serial);
     dateList.clear();
     if (entered) {
-        dateList = Directories(*revDir, QDir::Name | QDir::Reversed);
+        dateList = revDir->entryList(QDir::Dirs, QDir::Name | QDir::Reversed);
         revDir->cdUp();
     }
     Fill(cmbDate, dateList);
