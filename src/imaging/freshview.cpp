@@ -127,8 +127,10 @@ void Compare(const std::vector<std::string>& paths, const Place& place)
 void NeedOnMedium(const std::vector<std::string>& paths)
 {
     std::vector<std::string> real;
-    for (const std::filesystem::path path : paths)
-        real.push_back(std::filesystem::canonical(path.parent_path()) / path.filename());
+    for (const std::string& path : paths) {
+        const std::filesystem::path whole = std::filesystem::absolute(path);
+        real.push_back(std::filesystem::canonical(whole.parent_path()) / whole.filename());
+    }
     const auto place = FindPlace(real.front());
     if (!place)
         return;
