@@ -178,7 +178,8 @@ void Pipeline::StartFunction(const std::string& name, const std::function<int()>
             _exit(function());
         } catch (const std::exception& error) {
             dprintf(STDERR_FILENO, "%s\n", error.what());
-            _exit(1);
+        } catch (const Interrupted&) {
+            // who started it was asked to end
         }
     });
 }

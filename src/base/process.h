@@ -73,8 +73,8 @@ public:
         const std::function<void()>& prepare = {});
 
     /**
-     * The same for a function, which runs in a process of its own, with that name; its result is that process's exit
-     * status, and what it throws is said on standard error. It is called "norvo-NAME" in the system's lists.
+     * The same for a function, which runs in a process of its own, "norvo-NAME" in the system's lists; its result is
+     * that process's exit status. What it throws is said on standard error, and it has failed then.
      */
     void StartFunction(const std::string& name, const std::function<int()>& function, Descriptor input = {});
 

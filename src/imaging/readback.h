@@ -16,10 +16,10 @@
  * Forces what is written to the medium and reads it back from there while more is being written, some megabytes behind,
  * in a process of its own: a slow medium is waited for while the compressor works, and a request to end never is.
  *
- * What it proves: each byte left memory for the drive, was dropped from memory, came back from the drive and was
- * hashed; and the drive has said afterwards that nothing of it is left in its own cache (fsync). What was written last
- * is read after that, the rest before: that a drive gives back from its cache what its medium has lost is beyond either
- * order.
+ * What it proves: each byte left memory for the drive, was dropped from memory, came back from the drive and is
+ * in the checksum; and the drive has said afterwards that nothing of it is left in its own cache (fsync). What was
+ * written last is read after that, the rest before: that a drive gives back from its cache what its medium has lost is
+ * beyond either order.
  */
 class ReadBack
 {
