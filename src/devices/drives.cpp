@@ -29,7 +29,7 @@ Drive ReadDrive(const std::string& name, dev_t number, UdevDevice::Source source
     drive.bytes = strtoull(device.Attribute("size").c_str(), nullptr, 10) * 512;
     drive.removable = device.Attribute("removable") == "1";
     drive.optical = name.rfind("sr", 0) == 0;
-    drive.system = use.SystemOn(number);
+    drive.system = use.SystemOn(number, source);
     drive.uses = use.Of(number);
     return drive;
 }

@@ -6,6 +6,7 @@
 #include "failure.h"
 
 #include <algorithm>
+#include <sstream>
 
 namespace {
 /** Whether a system that runs has something of its own there. */
@@ -41,6 +42,18 @@ std::vector<std::pair<dev_t, std::string>> FamilyOf(dev_t disk)
     return family;
 }
 
+/** The identifier of the medium that this PC was started from, where it is the product's own. */
+std::string StartMedium()
+{
+    std::istringstream parameters(FirstLine("/proc/cmdline"));
+    const std::string name = "norvo.medium=";
+    for (std::string word; parameters >> word;) {
+        if (word.rfind(name, 0) == 0)
+            return word.substr(name.size());
+    }
+    return {};
+}
+
 void AddOnce(std::vector<std::string>& texts, const std::string& text)
 {
     if (std::find(texts.begin(), texts.end(), text) == texts.end())
@@ -51,6 +64,7 @@ void AddOnce(std::vector<std::string>& texts, const std::string& text)
 SystemUse::SystemUse()
     : now(FindUses())
     , fstab(FindFstabUses())
+    , medium(StartMedium())
 {
 }
 
@@ -68,7 +82,7 @@ std::vector<std::string> SystemUse::Of(dev_t disk) const
     return texts;
 }
 
-std::string SystemUse::SystemOn(dev_t disk) const
+std::string SystemUse::SystemOn(dev_t disk, UdevDevice::Source source) const
 {
     for (const auto& [device, name] : FamilyOf(disk)) {
         for (const Mount& mount : now.mounts) {
@@ -82,6 +96,10 @@ std::string SystemUse::SystemOn(dev_t disk) const
         if (fstab.swaps.count(device) != 0)
             return name + " is for swap in /etc/fstab";
     }
+    // Once it was copied to memory, nothing of it is mounted.
+    const std::string name = KernelName(disk);
+    if (!medium.empty() && UdevDevice(disk, source).Property("ID_FS_UUID") == medium)
+        return name + " is the stick that this PC was started from";
     return {};
 }
 

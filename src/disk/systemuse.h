@@ -5,6 +5,7 @@
 
 #include "device.h"
 #include "mounts.h"
+#include "udev.h"
 
 /** What keeps this machine's disks, as it was when this object was made. */
 class SystemUse
@@ -15,12 +16,13 @@ public:
     /** What is mounted of the disk or used as swap, as "sda1 is mounted at /home". */
     [[nodiscard]] std::vector<std::string> Of(dev_t disk) const;
 
-    /** The one of these that shows that the running system is on the disk; empty where it is not. */
-    [[nodiscard]] std::string SystemOn(dev_t disk) const;
+    /** What shows that the running system is on the disk, or came from it; empty where it did not. */
+    [[nodiscard]] std::string SystemOn(dev_t disk, UdevDevice::Source source = UdevDevice::Source::Database) const;
 
 private:
     Uses now;
     Uses fstab;
+    std::string medium;
 };
 
 /** A Failure with `Refused` for the disk that the running system is on. */
