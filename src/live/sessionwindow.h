@@ -20,7 +20,7 @@ public:
 
     static QString Title();
 
-public slots:
+public Q_SLOTS:
     void StartProgram();
     void reject() override;
 
