@@ -83,6 +83,6 @@ QString SaveSessionLog()
         file.write(Said(QStringLiteral("journalctl"), {QStringLiteral("--boot"), QStringLiteral("--no-pager")}));
     }
     if (!file.commit())
-        throw Failure(ExitStatus::Failed, (name + QStringLiteral(": ") + file.errorString()).toStdString());
+        throw Failure(ExitStatus::Failed, name.toStdString() + ": " + file.errorString().toStdString());
     return name;
 }
