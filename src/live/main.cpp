@@ -21,8 +21,8 @@ int main(int argc, char* argv[])
     SessionWindow window(arguments.contains(QStringLiteral("-C")));
     // The boot script has copied the system there when it was asked to, and has unmounted the stick.
     if (QFileInfo::exists(QStringLiteral("/run/live/memory/system.squashfs")))
-        QMessageBox::information(&window, SessionWindow::Title(),
-            i18n("Everything is in memory now. The stick can be taken out."));
+        QMessageBox::information(
+            &window, SessionWindow::Title(), i18n("Everything is in memory now. The stick can be taken out."));
     window.StartProgram();
     return QApplication::exec();
 }
