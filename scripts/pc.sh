@@ -9,6 +9,7 @@
 # shellcheck disable=SC2034 # for the scripts
 readonly screen_packages=(imagemagick tesseract-ocr)
 work='' out='' pc=''
+enlarged=2
 exchanges=0
 screenshots=0
 
@@ -98,11 +99,14 @@ type_text() {
 # when options are there, of convert, for what is hard to read.
 # shellcheck disable=SC2120 # the scripts hand some over
 look() {
+    local width
     qmp screendump "{\"filename\":\"$work/new.ppm\"}"
     ! cmp -s "$work/new.ppm" "$work/screen.ppm" || [[ $# -gt 0 ]] || return 0
     mv "$work/new.ppm" "$work/screen.ppm"
-    # Letters as small as on a screen are not told apart.
-    convert "$work/screen.ppm" -colorspace gray -resize 200% "$@" "$work/screen.pgm"
+    # Letters as small as on a usual screen are not told apart.
+    { read -r _ && read -r width _; } <"$work/screen.ppm"
+    enlarged=$((width > 1920 ? 1 : 2))
+    convert "$work/screen.ppm" -colorspace gray -resize $((enlarged * 100))% "$@" "$work/screen.pgm"
     OMP_THREAD_LIMIT=1 tesseract "$work/screen.pgm" "$work/words" --psm 11 tsv >"$work/tesseract.log" 2>&1
     [[ $# -eq 0 ]] || rm "$work/screen.ppm"
 }
@@ -110,7 +114,7 @@ look() {
 # find_text PATTERN: whether words stand on the screen that an expression for all of them fits; their middle is left in
 # $x and $y.
 find_text() {
-    read -r x y < <(awk -F '\t' -v pattern="$1" '
+    read -r x y < <(awk -F '\t' -v pattern="$1" -v enlarged="$enlarged" '
         NR > 1 && $12 ~ /[^ ]/ {
             first[++count] = length(text) + 1
             text = text $12 " "
@@ -129,7 +133,7 @@ find_text() {
                 right = place[7] + place[9] > right ? place[7] + place[9] : right
                 bottom = place[8] + place[10] > bottom ? place[8] + place[10] : bottom
             }
-            print int((left + right) / 4), int((top + bottom) / 4)
+            print int((left + right) / 2 / enlarged), int((top + bottom) / 2 / enlarged)
         }' "$work/words.tsv")
 }
 
