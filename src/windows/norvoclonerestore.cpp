@@ -102,6 +102,14 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
         Close();
 }
 
+/** A dialog has given the window back. Without this the keyboard would go where the window manager likes. */
+void NorvoCloneRestore::changeEvent(QEvent* e)
+{
+    mainDlg::changeEvent(e);
+    if (e->type() == QEvent::EnabledChange && isEnabled())
+        activateWindow();
+}
+
 void NorvoCloneRestore::Close()
 {
     if (std::exchange(closed, true))

@@ -38,6 +38,9 @@ public Q_SLOTS:
     void btnRevManager_clicked() override;
     void closeEvent(QCloseEvent* e) override;
 
+protected:
+    void changeEvent(QEvent* e) override;
+
 private:
     template <class Dialog> void Open(Dialog* dialog);
     void EnableButtons(bool enabled);
