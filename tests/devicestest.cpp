@@ -88,7 +88,7 @@ private Q_SLOTS:
         const std::vector<Drive> list = Drives(drives);
         const Roles decided = Decide(list, TiesOf(file));
         QCOMPARE(Name(decided.rev) + ' ' + Name(decided.disk), roles.section(' ', 0, 1));
-        const QString remarks = QString::fromStdString(decided.rev.remark + "|" + decided.disk.remark);
+        const QString remarks = QString::fromStdString(decided.rev.remark.Text() + "|" + decided.disk.remark.Text());
         QVERIFY2(remarks.contains(roles.section(' ', 2)), qPrintable(remarks));
     }
 

@@ -116,9 +116,9 @@ void PrintDrive(const Drive& drive, const std::vector<Drive>& drives, const Role
 void PrintSeat(const std::string& title, const Seat& seat)
 {
     if (seat.drive == nullptr)
-        Say(title + "none: " + seat.remark);
+        Say(title + "none: " + seat.remark.Text());
     else
-        Say(title + "/dev/" + seat.drive->name + ", " + seat.drive->Text() + " (" + seat.remark + ")");
+        Say(title + "/dev/" + seat.drive->name + ", " + seat.drive->Text() + " (" + seat.remark.Text() + ")");
 }
 
 void PrintList(const std::vector<Drive>& drives, const Roles& roles)
@@ -139,7 +139,7 @@ QString Text(const std::string& text)
 QJsonObject SeatObject(const Seat& seat)
 {
     return {{QStringLiteral("disk"), seat.drive == nullptr ? QJsonValue() : QJsonValue(Text(seat.drive->name))},
-        {QStringLiteral("remark"), Text(seat.remark)}};
+        {QStringLiteral("remark"), Text(seat.remark.Text())}};
 }
 
 QJsonObject DriveObject(const Drive& drive)

@@ -17,9 +17,11 @@ void Choose(const std::vector<Drive>& drives, const Drive* rev, const Drive* dis
         ties.disk = TieOf(*disk, byPlace);
     const Roles roles = Decide(drives, ties);
     if (rev != nullptr && roles.rev.drive != rev)
-        throw Failure(ExitStatus::Refused, "/dev/" + rev->name + " cannot be the REV drive: " + roles.rev.remark);
+        throw Failure(
+            ExitStatus::Refused, "/dev/" + rev->name + " cannot be the REV drive: " + roles.rev.remark.Text());
     if (disk != nullptr && roles.disk.drive != disk)
-        throw Failure(ExitStatus::Refused, "/dev/" + disk->name + " cannot be the hard disk: " + roles.disk.remark);
+        throw Failure(
+            ExitStatus::Refused, "/dev/" + disk->name + " cannot be the hard disk: " + roles.disk.remark.Text());
     ties.Write();
 }
 

@@ -94,6 +94,7 @@ Roles DecideNow(const std::vector<Drive>& drives)
         return Decide(drives, Ties::Read());
     } catch (const Failure& failure) {
         Warn(failure.what());
-        return {{nullptr, failure.what()}, {nullptr, failure.what()}};
+        const Remark remark("%1", {failure.what()});
+        return {{nullptr, remark}, {nullptr, remark}};
     }
 }

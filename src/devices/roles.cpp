@@ -31,18 +31,18 @@ Seat Chosen(const std::vector<Drive>& drives, const Identity& choice)
         return Matches(drive.identity, choice);
     });
     if (found.empty())
-        return {nullptr, "the drive that was chosen is not connected: " + ChoiceText(choice)};
+        return {nullptr, Remark("the drive that was chosen is not connected: %1", {ChoiceText(choice)})};
     if (found.size() > 1) {
         return {nullptr,
-            "several drives are what was chosen (" + ChoiceText(choice) + "): " + Names(found)
-                + "; tie one by its place, with --by-place"};
+            Remark("several drives are what was chosen (%1): %2; tie one by its place, with --by-place",
+                {ChoiceText(choice), Names(found)})};
     }
     if (!found.front()->system.empty()) {
         return {nullptr,
-            "the running system is on the drive that was chosen, /dev/" + found.front()->name + " ("
-                + found.front()->system + ")"};
+            Remark(
+                "the running system is on the drive that was chosen, %1 (%2)", {Names(found), found.front()->system})};
     }
-    return {found.front(), "chosen"};
+    return {found.front(), Remark("chosen")};
 }
 
 Seat RevByItself(const std::vector<Drive>& drives)
@@ -51,10 +51,10 @@ Seat RevByItself(const std::vector<Drive>& drives)
         return IsRevModel(drive.identity.model) && drive.system.empty();
     });
     if (found.empty())
-        return {nullptr, "no drive calls itself an Iomega REV; choose one"};
+        return {nullptr, Remark("no drive calls itself an Iomega REV; choose one")};
     if (found.size() > 1)
-        return {nullptr, "several drives call themselves an Iomega REV: " + Names(found) + "; choose one"};
-    return {found.front(), "it calls itself an Iomega REV"};
+        return {nullptr, Remark("several drives call themselves an Iomega REV: %1; choose one", {Names(found)})};
+    return {found.front(), Remark("it calls itself an Iomega REV")};
 }
 
 Seat DiskByItself(const std::vector<Drive>& drives)
@@ -64,12 +64,30 @@ Seat DiskByItself(const std::vector<Drive>& drives)
             && !IsRevModel(drive.identity.model);
     });
     if (found.empty())
-        return {nullptr, "there is no fixed disk but the running system's; choose one"};
+        return {nullptr, Remark("there is no fixed disk but the running system's; choose one")};
     if (found.size() > 1)
-        return {nullptr, "several disks could be meant: " + Names(found) + "; choose one"};
-    return {found.front(), "the only fixed disk that the running system is not on"};
+        return {nullptr, Remark("several disks could be meant: %1; choose one", {Names(found)})};
+    return {found.front(), Remark("the only fixed disk that the running system is not on")};
+}
+
+Seat DiskOf(const std::vector<Drive>& drives, const Ties& ties)
+{
+    if (!ties.disk)
+        return ties.IsEmpty() ? DiskByItself(drives) : Seat{nullptr, Remark("none is chosen; choose one")};
+    Seat seat = Chosen(drives, *ties.disk);
+    if (seat.drive != nullptr && seat.drive->optical)
+        return {nullptr, Remark("%1 is not a hard disk", {"/dev/" + seat.drive->name})};
+    return seat;
 }
 } // namespace
+
+std::string Remark::Text() const
+{
+    std::string filled = text;
+    for (std::size_t i = names.size(); i > 0; --i)
+        filled.replace(filled.find("%" + std::to_string(i)), 2, names[i - 1]);
+    return filled;
+}
 
 std::string Roles::NameOf(const std::string& drive, unsigned partition) const
 {
@@ -80,20 +98,10 @@ std::string Roles::NameOf(const std::string& drive, unsigned partition) const
 
 Roles Decide(const std::vector<Drive>& drives, const Ties& ties)
 {
-    Roles roles;
-    roles.rev = ties.rev ? Chosen(drives, *ties.rev) : RevByItself(drives);
-    if (ties.disk)
-        roles.disk = Chosen(drives, *ties.disk);
-    else if (ties.IsEmpty())
-        roles.disk = DiskByItself(drives);
-    else
-        roles.disk = {nullptr, "none is chosen; choose one"};
-    if (roles.disk.drive != nullptr && roles.disk.drive->optical)
-        roles.disk = {nullptr, "/dev/" + roles.disk.drive->name + " is not a hard disk"};
+    Roles roles{ties.rev ? Chosen(drives, *ties.rev) : RevByItself(drives), DiskOf(drives, ties)};
     if (roles.disk.drive != nullptr && roles.disk.drive == roles.rev.drive) {
-        const std::string remark = "/dev/" + roles.disk.drive->name + " cannot be the REV drive and the hard disk";
-        roles.rev = {nullptr, remark};
-        roles.disk = {nullptr, remark};
+        const auto remark = Remark("%1 cannot be the REV drive and the hard disk", {"/dev/" + roles.disk.drive->name});
+        roles = {{nullptr, remark}, {nullptr, remark}};
     }
     return roles;
 }

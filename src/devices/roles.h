@@ -6,11 +6,28 @@
 #include "drives.h"
 #include "ties.h"
 
+/** A remark for the operator, kept apart from what it names, so that a window can translate it. */
+struct Remark
+{
+    /** @param text in English, with %1 and %2 for the names; po/update takes it into the catalogues */
+    explicit Remark(const char* text, std::vector<std::string> names = {})
+        : text(text)
+        , names(std::move(names))
+    {
+    }
+
+    /** In English, with the names. */
+    [[nodiscard]] std::string Text() const;
+
+    const char* text;
+    std::vector<std::string> names;
+};
+
 /** Who has one of the two names. */
 struct Seat
 {
-    const Drive* drive = nullptr; ///< one of those that were decided on; null where nobody has it
-    std::string remark;           ///< how it came to it, or why nobody has it
+    const Drive* drive; ///< one of those that were decided on; null where nobody has it
+    Remark remark;      ///< how it came to it, or why nobody has it
 };
 
 /** Which drive is /dev/hdb and which is /dev/hdc. */
