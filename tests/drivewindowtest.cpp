@@ -3,15 +3,9 @@
 
 #include "drivewindow.h"
 
-#include <KLocalizedString>
-
-#include <QCheckBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QTest>
-
-#include <algorithm>
-#include <clocale>
 
 namespace {
 Drive NewDrive(const char* name, const char* model, uint64_t bytes, const char* system, const char* use)
@@ -36,41 +30,7 @@ class DriveWindowTest : public QObject
 {
     Q_OBJECT
 
-    /** Of a window that has something to warn of; those that are cut off begin with "clipped". */
-    static QStringList Texts(const char* language)
-    {
-        KLocalizedString::setLanguages({language});
-        DriveWindow window(drives);
-        QStringList texts = {window.windowTitle()};
-        for (QListWidget* const list : window.findChildren<QListWidget*>())
-            list->setCurrentRow(list->parentWidget()->findChildren<QListWidget*>().first() == list ? 3 : 2);
-        window.show();
-        QCoreApplication::processEvents();
-        for (const QLabel* const label : window.findChildren<QLabel*>()) {
-            const int height = label->wordWrap() ? label->heightForWidth(label->width()) : label->sizeHint().height();
-            texts += (label->height() < height ? "clipped: " : "") + label->text();
-        }
-        const auto* const box = window.findChild<QCheckBox*>();
-        texts += (box->width() < box->sizeHint().width() ? "clipped: " : "") + box->text();
-        return texts;
-    }
-
 private Q_SLOTS:
-    void speaksLanguages()
-    {
-        setlocale(LC_MESSAGES, "C.UTF-8");
-        const QStringList english = Texts("en_US");
-        for (const char* const language : {"de", "es", "fr", "it"}) {
-            const QStringList texts = Texts(language);
-            if (QT_VERSION_MAJOR > 5 && texts == english)
-                QSKIP("the C library of today translates nothing in the locale C.UTF-8, and there is no other here");
-            QCOMPARE(texts.filter("clipped: "), QStringList());
-            for (int i = 0; i < texts.size(); ++i)
-                QVERIFY2(texts[i] != english[i], qPrintable(language + (": " + texts[i])));
-        }
-        KLocalizedString::setLanguages({"en_US"});
-    }
-
     void warns_data()
     {
         QTest::addColumn<int>("rev");

@@ -1,0 +1,155 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "diskimages.h"
+#include "drivewindow.h"
+#include "reportwindow.h"
+#include "runentry.h"
+#include "sessionwindow.h"
+
+#include <KLocalizedString>
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QListWidget>
+#include <QRegularExpression>
+
+#include <clocale>
+#include <functional>
+
+/** The windows beside the program's own five speak the operator's language, and nothing in them is cut off. */
+class LanguagesTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir folder{Scratch()};
+
+    static bool IsClipped(const QWidget* widget)
+    {
+        const auto* const label = qobject_cast<const QLabel*>(widget);
+        const bool wraps = label != nullptr && label->wordWrap();
+        const int height = wraps ? widget->heightForWidth(widget->width()) : widget->sizeHint().height();
+        return widget->height() < height || (!wraps && widget->width() < widget->sizeHint().width());
+    }
+
+    /** As they stand in the window; those that are cut off begin with "clipped". */
+    static QStringList Texts(const QWidget& window)
+    {
+        QStringList texts = {window.windowTitle()};
+        for (const QWidget* const widget : window.findChildren<QWidget*>()) {
+            const QString text = widget->property("text").toString();
+            if (!text.isEmpty() && widget->isVisible())
+                texts += (IsClipped(widget) ? "clipped: " : "") + text;
+        }
+        return texts;
+    }
+
+    /** @param names what is the same in each language */
+    static void Check(const std::function<QStringList()>& texts, const QString& names)
+    {
+        setlocale(LC_MESSAGES, "C.UTF-8");
+        KLocalizedString::setLanguages({"en_US"});
+        const QStringList english = texts();
+        QVERIFY(english.size() > 2);
+        const QRegularExpression same(QRegularExpression::anchoredPattern(names));
+        for (const char* const language : {"de", "es", "fr", "it"}) {
+            KLocalizedString::setLanguages({language});
+            const QStringList own = texts();
+            KLocalizedString::setLanguages({"en_US"});
+            if (QT_VERSION_MAJOR > 5 && own == english)
+                QSKIP("the C library of today translates nothing in the locale C.UTF-8, and there is no other here");
+            QCOMPARE(own.filter("clipped: "), QStringList());
+            QCOMPARE(own.size(), english.size());
+            for (int i = 0; i < own.size(); ++i)
+                QVERIFY2(own[i] != english[i] || same.match(own[i]).hasMatch(), qPrintable(language + (": " + own[i])));
+        }
+    }
+
+    static Drive NewDrive(const char* name, const char* model)
+    {
+        Drive drive;
+        drive.name = name;
+        drive.identity = {model, std::string("S") + name, "", ""};
+        drive.bytes = 500107862016;
+        return drive;
+    }
+
+    /** A clone run whose second image is being made, or failed, after which the program was gone. */
+    std::vector<QByteArray> CloneRun(bool failed) const
+    {
+        const std::string path = NewFile(folder, "A_1_hdc.sf",
+            "/dev/hdc1 : start=2048, size=40960, Id=83\n/dev/hdc2 : start=43008, size=2048, Id=82\n"
+            "/dev/hdc3 : start=45056, size=40960, Id=83\n/dev/hdc4 : start=0, size=0, Id= 0\n");
+        NewFile(folder, "A_1_hdc.mbr", std::string(512, 'x'));
+        std::vector<QByteArray> lines
+            = {QByteArray::fromStdString("{\"table\":\"" + path + "\",\"caller\":" + (failed ? "9999999}" : "1}"))};
+        for (const char* const step : {"PT", "hdc1", "hdc3"}) {
+            RunEntry entry;
+            const bool last = *(step + 3) == '3', table = step[0] == 'P';
+            entry.command = table ? "norvoClonePT" : "norvoPartimageClone";
+            entry.part = table ? "hdc" : step;
+            entry.result = !last ? "done" : failed ? "failed" : "begun";
+            entry.reason = last && failed ? "full" : "";
+            entry.began = "2026-03-02T11:22:33Z";
+            entry.model = "Disk";
+            entry.diskBytes = 20000000000;
+            lines.push_back(QByteArray::fromStdString(entry.Line()));
+        }
+        if (!failed)
+            lines.push_back(R"({"phase":"write","done":4000000,"total":20000000})");
+        return lines;
+    }
+
+private Q_SLOTS:
+    void drives()
+    {
+        const std::vector<Drive> two = {NewDrive("sda", "Stick"), NewDrive("sdb", "Disk")};
+        Check(
+            [&two] {
+                DriveWindow window(two);
+                const QList<QListWidget*> lists = window.findChildren<QListWidget*>();
+                lists[0]->setCurrentRow(0);
+                lists[1]->setCurrentRow(1);
+                window.show();
+                QCoreApplication::processEvents();
+                return Texts(window);
+            },
+            "Apply|&?Cancel|OK"); // the toolkit's
+    }
+
+    void report_data()
+    {
+        QTest::addColumn<bool>("failed");
+        QTest::newRow("running") << false;
+        QTest::newRow("not complete") << true;
+    }
+
+    void report()
+    {
+        QFETCH(bool, failed);
+        Check(
+            [&] {
+                ReportWindow window;
+                for (const QByteArray& line : CloneRun(failed))
+                    window.Hear(1, line);
+                QTest::qWait(1100); // it shows what is new twice a second
+                return Texts(window);
+            },
+            "hdc\\d: (Linux|[Ss]wap), .*|\\d+%|full"); // a reason comes from the commands
+    }
+
+    void session()
+    {
+        Check(
+            [] {
+                SessionWindow window(false);
+                window.show();
+                QCoreApplication::processEvents();
+                return Texts(window).mid(1);
+            },
+            "&Terminal");
+    }
+};
+
+QTEST_MAIN(LanguagesTest)
+#include "languagestest.moc"
