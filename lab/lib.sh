@@ -219,6 +219,12 @@ finish_restore() {
     click 'Restore output' 365 230
     wait_window_gone 'Restore output'
     check 'the Restore dialog is closed too' window_missing Restore
+    wait_until 20 'the keyboard is with the main window, not with the report' has_keyboard "$main_window"
+}
+
+# has_keyboard TITLE: without having been given it.
+has_keyboard() {
+    [[ $(xdotool getactivewindow getwindowname) == "$1" ]]
 }
 
 # check_stays_open TITLE: neither the close button in its frame nor the key for it nor its own button closes it.

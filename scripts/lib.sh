@@ -12,7 +12,7 @@ BUILD_DIR=$(realpath -m "${BUILD_DIR:-$top/build}")
 # shellcheck disable=SC2034 # for the scripts
 readonly build_packages=(
     g++ cmake ninja-build extra-cmake-modules gettext
-    qtbase5-dev libkf5coreaddons-dev libkf5i18n-dev libkf5widgetsaddons-dev
+    qtbase5-dev libkf5coreaddons-dev libkf5i18n-dev libkf5widgetsaddons-dev libkf5windowsystem-dev
     pkgconf libfdisk-dev libblkid-dev libmount-dev libudev-dev libssl-dev libxxhash-dev
 )
 # What the program and the commands on disks run.

@@ -13,7 +13,7 @@ root=$top/build-debian13/root
 # shellcheck disable=SC2034 # for the scripts
 readonly build_packages_13=(
     g++ cmake ninja-build extra-cmake-modules gettext
-    qt6-base-dev libkf6coreaddons-dev libkf6i18n-dev libkf6widgetsaddons-dev
+    qt6-base-dev libkf6coreaddons-dev libkf6i18n-dev libkf6widgetsaddons-dev libkf6windowsystem-dev
     pkgconf libfdisk-dev libblkid-dev libmount-dev libudev-dev libssl-dev libxxhash-dev
 )
 

@@ -9,6 +9,9 @@
 #include "revmanager.h"
 #include "utility.h"
 
+#include <KWindowSystem>
+#include <KX11Extras>
+
 #include <QCloseEvent>
 
 #include <utility>
@@ -102,12 +105,15 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
         Close();
 }
 
-/** A dialog has given the window back. Without this the keyboard would go where the window manager likes. */
+/**
+ * A dialog has given the window back. It takes the keyboard: a window manager would give that to the report, which came
+ * last, and thinks activateWindow() a theft, since no key was pressed in this window.
+ */
 void NorvoCloneRestore::changeEvent(QEvent* e)
 {
     mainDlg::changeEvent(e);
-    if (e->type() == QEvent::EnabledChange && isEnabled())
-        activateWindow();
+    if (e->type() == QEvent::EnabledChange && isEnabled() && KWindowSystem::isPlatformX11())
+        KX11Extras::forceActiveWindow(winId());
 }
 
 void NorvoCloneRestore::Close()
