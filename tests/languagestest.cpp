@@ -9,7 +9,6 @@
 
 #include <KLocalizedString>
 
-#include <QAbstractButton>
 #include <QLabel>
 #include <QListWidget>
 #include <QRegularExpression>
@@ -83,11 +82,11 @@ class LanguagesTest : public QObject
         NewFile(folder, "A_1_hdc.mbr", std::string(512, 'x'));
         std::vector<QByteArray> lines
             = {QByteArray::fromStdString("{\"table\":\"" + path + "\",\"caller\":" + (failed ? "9999999}" : "1}"))};
-        for (const char* const step : {"PT", "hdc1", "hdc3"}) {
+        for (const std::string part : {"hdc", "hdc1", "hdc3"}) {
             RunEntry entry;
-            const bool last = *(step + 3) == '3', table = step[0] == 'P';
-            entry.command = table ? "norvoClonePT" : "norvoPartimageClone";
-            entry.part = table ? "hdc" : step;
+            const bool last = part == "hdc3";
+            entry.command = part == "hdc" ? "norvoClonePT" : "norvoPartimageClone";
+            entry.part = part;
             entry.result = !last ? "done" : failed ? "failed" : "begun";
             entry.reason = last && failed ? "full" : "";
             entry.began = "2026-03-02T11:22:33Z";
