@@ -6,11 +6,11 @@
 #include "failure.h"
 #include "tablefile.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
 #include <memory>
-#include <regex>
 
 #include <libmount.h>
 #include <strings.h>
@@ -112,15 +112,13 @@ struct PlaceName
 
 PlaceName ParsePlace(const std::string& source)
 {
-    static const std::regex pattern("(/dev/(?:sd|hd|vd|xvd)[a-z]+|/dev/(?:nvme[0-9]+n|mmcblk)[0-9]+p"
-                                    "|/dev/disk/by-(?:id|path)/.*-part)([0-9]{1,3})");
-    // Longer than any name in these folders, it would be too much for the stack, of which a pattern takes its share for
-    // each character.
-    constexpr size_t longest = sizeof "/dev/disk/by-path/" + NAME_MAX;
-    std::smatch match;
-    if (source.size() > longest || !std::regex_match(source, match, pattern))
+    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(
+        QStringLiteral("(/dev/(?:sd|hd|vd|xvd)[a-z]+|/dev/(?:nvme[0-9]+n|mmcblk)[0-9]+p"
+                       "|/dev/disk/by-(?:id|path)/.*-part)([0-9]{1,3})")));
+    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(source.data(), source.size())); // any bytes
+    if (!match.hasMatch())
         return {};
-    return {match[1], static_cast<unsigned>(std::stoul(match[2]))};
+    return {match.captured(1).toLatin1().toStdString(), match.captured(2).toUInt()};
 }
 
 bool HasTag(const DiskPartition& partition, const std::string& tag, const std::string& value)
