@@ -22,7 +22,6 @@
 #include "writeguard.h"
 
 #include <filesystem>
-#include <numeric>
 #include <optional>
 
 #include <fcntl.h>
@@ -69,7 +68,7 @@ void CheckIdentity(const ImageRecord& record, const TableFile& table, const Tabl
             + table.saved + "): the later run could not save this partition");
         return;
     }
-    const std::string why = RunEntry::LaterFailure(run, record.partition, record.sha256);
+    const std::string why = RunEntry::LaterFailure(run, record.partition, record.sha256, record.saved);
     if (!why.empty())
         Warn(path + ": the image is of an earlier run (" + record.saved + "); the later run says: " + why);
 }
@@ -125,12 +124,15 @@ void WriteBeginning(const Device& disk, const TableFile& table)
 }
 
 /** First the signatures of what was there go: those that the image does not overwrite would make it ambiguous. */
-void WriteImage(const Device& partition, const ImageVolumes& volumes, const std::optional<ImageRecord>& record,
-    const TableFile& table)
+void WriteImage(const Device& disk, const Device& partition, const ImageVolumes& volumes,
+    const std::optional<ImageRecord>& record, const TableFile& table)
 {
     RunRecord::Enter("write");
     Progress::Print(partition.name);
     WriteGuard guard(partition);
+    const auto kernel = FindKernelPartition(partition.number);
+    if (kernel)
+        WipeDiskSignatures(disk, partition, kernel->start * 512);
     WipeSignatures(partition);
     volumes.WriteTo(partition, record ? record->sha256 : "");
     // Of the same run: another one's boot sector describes another file system.
@@ -146,13 +148,9 @@ void Report(const Device& partition, const std::optional<ImageRecord>& record)
     if (record && !record->state.empty() && record->state != "clean")
         Say(partition.name + ": it was saved as it was: " + record->state);
     if (record && !record->bad.empty()) {
-        const uint64_t bytes
-            = std::accumulate(record->bad.begin(), record->bad.end(), uint64_t{0}, [](uint64_t sum, const auto& range) {
-                  return sum + range.second;
-              });
-        Warn(partition.path + ": " + std::to_string(bytes) + " bytes in " + std::to_string(record->bad.size())
-            + " places could not be read when it was saved (the first at " + std::to_string(record->bad.front().first)
-            + "); zeros stand there: check the file system");
+        Warn(partition.path + ": " + std::to_string(record->BadBytes()) + " bytes in "
+            + std::to_string(record->bad.size()) + " places could not be read when it was saved (the first at "
+            + std::to_string(record->bad.front().first) + "); zeros stand there: check the file system");
     }
     Say(partition.name + ": restored");
 }
@@ -195,7 +193,7 @@ int main(int argc, char** argv)
             Say(partition.name + ": the image is that of an extended partition, nothing is written");
             return;
         }
-        WriteImage(partition, volumes, record, table);
+        WriteImage(disk, partition, volumes, record, table);
         if (!record && !table.seal.empty()) {
             Warn(volumes.FirstPath()
                 + ": the image lacks its record: it may be of an earlier run or of another partition");

@@ -111,8 +111,12 @@ std::string JudgeF2fs(const Device& device)
 {
     const Numbers superblock(device);
     constexpr unsigned base = 1024;
-    const uint64_t blockBytes = 1ULL << superblock.At(base + 16, 4);
-    const uint64_t segmentBytes = blockBytes << superblock.At(base + 20, 4);
+    const uint64_t blockBits = superblock.At(base + 16, 4);
+    const uint64_t segmentBits = superblock.At(base + 20, 4);
+    if (blockBits > 16 || segmentBits > 20)
+        return "its superblock is damaged";
+    const uint64_t blockBytes = 1ULL << blockBits;
+    const uint64_t segmentBytes = blockBytes << segmentBits;
     const uint64_t first = superblock.At(base + 76, 4) * blockBytes;
     if (superblock.At(base + 36, 8) > device.bytes / blockBytes)
         return severalDevices;
@@ -256,6 +260,26 @@ void WipeSignatures(const Device& device)
     ClearSignatures(device, [](uint64_t) {
         return false;
     });
+}
+
+void WipeDiskSignatures(const Device& disk, const Device& partition, uint64_t begin)
+{
+    const Descriptor whole = Descriptor::Open(disk.path, O_RDONLY);
+    const Descriptor node = Descriptor::Open(partition.path, O_RDWR);
+    if (!whole || !node)
+        throw SystemFailure(ExitStatus::Failed, partition.path + ": the old signatures cannot be cleared", errno);
+    const Probe probe = OpenProbe(whole.Get(), disk, BLKID_SUBLKS_MAGIC | BLKID_SUBLKS_TYPE | BLKID_SUBLKS_BADCSUM);
+    blkid_probe_enable_partitions(probe.get(), 0);
+    while (blkid_do_probe(probe.get()) == 0) {
+        const uint64_t offset = strtoull(Value(probe, "SBMAGIC_OFFSET").c_str(), nullptr, 10);
+        const char* magic = nullptr;
+        size_t size = 0;
+        blkid_probe_lookup_value(probe.get(), "SBMAGIC", &magic, &size);
+        const std::string zeros(size, '\0');
+        if (offset >= begin && offset + zeros.size() <= begin + partition.bytes
+            && !WriteAt(node.Get(), zeros.data(), zeros.size(), offset - begin))
+            throw SystemFailure(ExitStatus::Failed, partition.path + ": the old signatures cannot be cleared", errno);
+    }
 }
 
 void ClearSignatures(const Device& device, const std::function<bool(uint64_t)>& keep)

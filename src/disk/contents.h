@@ -38,5 +38,11 @@ SavingPlan PlanSaving(const Device& device, const std::string& type);
 /** Clears every signature on the device: nothing takes it for a file system any more. */
 void WipeSignatures(const Device& device);
 
+/**
+ * Clears what says of the whole disk what it is, as a RAID's mark at its end, as far as it is in this partition, which
+ * begins at `begin` bytes. The disk isn't opened for writing: its links would vanish for a while.
+ */
+void WipeDiskSignatures(const Device& disk, const Device& partition, uint64_t begin);
+
 /** Clears the signatures that `keep` doesn't want kept; it gets their offset in bytes. */
 void ClearSignatures(const Device& device, const std::function<bool(uint64_t)>& keep);

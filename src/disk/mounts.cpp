@@ -49,17 +49,18 @@ void AddBtrfsMembers(std::vector<Mount>& mounts)
 {
     std::error_code error;
     for (const auto& system : std::filesystem::directory_iterator("/sys/fs/btrfs", error)) {
-        for (const auto& member : std::filesystem::directory_iterator(system.path() / "devices", error)) {
-            const dev_t device = ParseNumber(FirstLine(member.path() / "dev"));
-            bool known = false;
-            bool writable = false;
-            for (const Mount& mount : mounts) {
-                known = known || mount.device == device;
-                writable = writable || mount.writable;
-            }
-            if (!known)
-                mounts.push_back({device, writable, "a member of a mounted btrfs of several devices"});
+        std::set<dev_t> members;
+        for (const auto& member : std::filesystem::directory_iterator(system.path() / "devices", error))
+            members.insert(ParseNumber(FirstLine(member.path() / "dev")));
+        bool writable = false;
+        std::set<dev_t> unnamed = members;
+        for (const Mount& mount : mounts) {
+            writable = writable || (mount.writable && members.count(mount.device) > 0);
+            unnamed.erase(mount.device);
         }
+        writable = writable || unnamed == members; // who has mounted it isn't seen
+        for (const dev_t device : unnamed)
+            mounts.push_back({device, writable, "a member of a mounted btrfs of several devices"});
     }
 }
 

@@ -149,9 +149,32 @@ uint64_t SecondCopyPlace(const RawReader& reader, const TableFile& file)
     return isThere ? named : last;
 }
 
+/** What can't be read of a table's other parts is a warning: the partitions can be saved nevertheless. */
+template <class Work> void WarnOnFailure(TableFile& file, const Work& work)
+{
+    try {
+        work();
+    } catch (const Failure& failure) {
+        file.warnings.emplace_back(failure.what());
+    }
+}
+
+/**
+ * The program has a swap area made anew and nothing of it saved: the line of what has its type but holds something else
+ * shows that of an ordinary partition. The disk's own table keeps the type.
+ */
+void ShowAsData(TableLine& line, const Contents& contents, TableFile& file)
+{
+    if (line.number == 0 || contents.type == "swap" || contents.type == "swsuspend" || contents.type == "unknown")
+        return;
+    file.warnings.push_back("partition " + std::to_string(line.number) + " has the type of swap but holds "
+        + contents.type + "; it is saved as others are");
+    line.type = 0x83;
+}
+
 void SaveSwapIdentities(const Device& disk, TableFile& file)
 {
-    for (const TableLine& line : file.lines) {
+    for (TableLine& line : file.lines) {
         if (line.size == 0 || !line.IsSwap())
             continue;
         try {
@@ -159,6 +182,7 @@ void SaveSwapIdentities(const Device& disk, TableFile& file)
                 = ProbeContents(line.number == 0 ? disk : Device::Find(PartitionName(disk.name, line.number)));
             if (contents.type == "swap" && !contents.uuid.empty())
                 file.swaps.push_back({line.number, contents.uuid, contents.label});
+            ShowAsData(line, contents, file);
         } catch (const Failure&) {
             // The kernel doesn't offer the partition; then there is nothing in it either.
         }
@@ -221,13 +245,21 @@ TableFile DescribeDisk(const Device& disk)
     file.native = table.native;
     SaveBootTrack(reader, file);
     if (table.kind == "gpt") {
-        SaveGptCopy(reader, file, 1);
-        SaveGptCopy(reader, file, SecondCopyPlace(reader, file));
+        WarnOnFailure(file, [&] {
+            SaveGptCopy(reader, file, 1);
+        });
+        WarnOnFailure(file, [&] {
+            SaveGptCopy(reader, file, SecondCopyPlace(reader, file));
+        });
     } else {
-        SaveExtendedRecords(reader, file);
+        WarnOnFailure(file, [&] {
+            SaveExtendedRecords(reader, file);
+        });
     }
     SaveSwapIdentities(disk, file);
     WarnOfOddPlaces(file);
+    if (contents.type.find("_member") != std::string::npos)
+        file.warnings.push_back("the whole disk is marked as " + contents.type + ", and this is not saved");
     ProveWritable(file);
     return file;
 }

@@ -128,7 +128,7 @@ bool HasPartitions(const TableFile& file, const TablePlace& place)
 {
     const DiskTable table = ReadDiskTable(place);
     const auto same = [](const TableLine& a, const TableLine& b) {
-        return a.number == b.number && a.start == b.start && a.size == b.size && a.type == b.type;
+        return a.number == b.number && a.start == b.start && a.size == b.size;
     };
     return std::equal(table.lines.begin(), table.lines.end(), file.lines.begin(), file.lines.end(), same);
 }
@@ -204,10 +204,12 @@ void RefuseUnfitDisk(const TableFile& file, const Device& disk)
 
 void WriteTable(const TableFile& file, const TablePlace& place, const std::string& bootSector)
 {
-    const bool raw = RawFits(file, place);
+    bool raw = RawFits(file, place);
     if (raw)
         WriteRaw(file, place);
-    else
+    // On a disk of another size nothing leads from a first copy that was damaged to the second one.
+    raw = raw && (place.bytes == file.diskBytes || HasPartitions(file, place));
+    if (!raw)
         WriteAnew(file, place, bootSector);
     if (!(raw ? HasPartitions(file, place) : IsWritten(file, place)))
         throw Failure(ExitStatus::Failed, "the table reads back differently");

@@ -7,11 +7,19 @@
 #include "failure.h"
 
 #include <ctime>
+#include <numeric>
 #include <sstream>
 
 namespace {
 constexpr char headline[] = "Norvo Clone-Restore partition image";
 } // namespace
+
+uint64_t ImageRecord::BadBytes() const
+{
+    return std::accumulate(bad.begin(), bad.end(), uint64_t{0}, [](uint64_t sum, const auto& range) {
+        return sum + range.second;
+    });
+}
 
 std::string ImageRecord::Text() const
 {

@@ -45,7 +45,10 @@ public:
     std::string table;
     std::string saved;
     std::string state;
-    std::vector<std::pair<uint64_t, uint64_t>> bad;
+    std::vector<std::pair<uint64_t, uint64_t>> bad; ///< offset and size in bytes
+
+    /** How many bytes of the partition could not be read. */
+    [[nodiscard]] uint64_t BadBytes() const;
 
     [[nodiscard]] std::string Text() const;
 
