@@ -89,6 +89,9 @@ private Q_SLOTS:
             QTest::newRow(events) << events << summary;
         };
         row("clonePT hdc begun 0", "|hdc running");
+        row("clonePT nvme0n1 begun 0", "|nvme0n1 running");
+        row("restore nvme0n1p3 begun 0",
+            "|nvme0n1 left out|hdc1 left out|hdc2 needs no image|hdc3 left out|nvme0n1p3 running");
         row("clonePT hdc begun 0|clonePT hdc done 0", "|hdc1 waiting|hdc2 needs no image|hdc3 waiting");
         row("clonePT hdc done 0|clone hdc1 done 1|clone hdc3 done 2",
             "Image set complete: 2 of 2 images proved|hdc2 needs no image");

@@ -40,22 +40,28 @@ std::string Line(const QJsonObject& object)
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString() + "\n";
 }
 
+constexpr int windowsEnd = STDERR_FILENO + 1; ///< of the socket, in the window's process
+
 /** The lock on the disk and the life line of a write guard are descriptors that programs inherit: not this one. */
-void CloseAllDescriptors()
+void CloseAllDescriptors(int but)
 {
     const int nothing = open("/dev/null", O_RDWR);
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         dup2(nothing, descriptor);
-    if (close_range(STDERR_FILENO + 1, ~0U, 0) == 0)
+    if (but == windowsEnd)
+        fcntl(but, F_SETFD, 0);
+    else
+        dup2(but, windowsEnd);
+    if (close_range(windowsEnd + 1, ~0U, 0) == 0)
         return;
-    for (long descriptor = sysconf(_SC_OPEN_MAX); descriptor > STDERR_FILENO; --descriptor)
+    for (long descriptor = sysconf(_SC_OPEN_MAX); descriptor > windowsEnd; --descriptor)
         close(static_cast<int>(descriptor));
 }
 
 /** Nothing of this command is left in the window's process, and its working folder keeps no medium from unmounting. */
-[[noreturn]] void BecomeWindow(const std::string& program, const std::string& greeting)
+[[noreturn]] void BecomeWindow(const std::string& program, int socket)
 {
-    CloseAllDescriptors();
+    CloseAllDescriptors(socket);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -66,26 +72,33 @@ void CloseAllDescriptors()
     else
         unsetenv("LC_ALL");
     if (chdir("/") == 0)
-        execl(program.c_str(), "norvoReport", greeting.c_str(), nullptr);
+        execl(program.c_str(), "norvoReport", std::to_string(windowsEnd).c_str(), nullptr);
     _exit(1);
 }
 
-void StartWindow(const std::string& greeting)
+/** This command's end of a socket to the window, which holds what is told before the window can listen. */
+Descriptor StartWindow()
 {
     std::error_code error;
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
     const std::string program = self.parent_path() / "norvoReport";
     if (!HasDisplay() || error || access(program.c_str(), X_OK) != 0)
-        return;
+        return {};
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0)
+        return {};
+    Descriptor own(ends[0]);
+    const Descriptor windows(ends[1]);
     const pid_t child = fork();
     if (child == 0) {
         setsid();
         if (fork() != 0)
             _exit(0);
-        BecomeWindow(program, greeting);
+        BecomeWindow(program, windows.Get());
     }
     if (child > 0)
         waitpid(child, nullptr, 0);
+    return own;
 }
 } // namespace
 
@@ -95,8 +108,11 @@ void Reporter::Begin(const std::string& tablePath, const std::string& line)
     const std::filesystem::path path = std::filesystem::absolute(tablePath, error).lexically_normal();
     greeting
         = Line({{QStringLiteral("table"), QString::fromStdString(path)}, {QStringLiteral("caller"), caller}}) + line;
-    if (!socket && !Connect())
-        StartWindow(greeting);
+    if (socket || Connect())
+        return;
+    socket = StartWindow();
+    queue = greeting;
+    Flush();
 }
 
 void Reporter::Enter(const std::string& phase)
@@ -146,6 +162,10 @@ void Reporter::Tell(const std::string& line)
         return;
     queue += line;
     Flush();
+    if (!socket && Connect()) { // another window listens
+        queue += line;
+        Flush();
+    }
 }
 
 void Reporter::Flush()

@@ -51,8 +51,12 @@ bool Listener::Start()
 void Listener::Accept()
 {
     const int connection = accept4(socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (connection < 0)
-        return;
+    if (connection >= 0)
+        Take(connection);
+}
+
+void Listener::Take(int connection)
+{
     if (!ReportSocket::IsOwn(connection)) {
         close(connection);
         return;

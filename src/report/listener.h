@@ -21,6 +21,9 @@ public:
     /** Whether it listens; not where there is a listener already, or no folder for the socket. */
     bool Start();
 
+    /** Another connection to listen to. */
+    void Take(int connection);
+
 Q_SIGNALS:
     void said(int connection, const QByteArray& line);
     void closed(int connection);

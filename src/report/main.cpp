@@ -24,9 +24,9 @@ int main(int argc, char* argv[])
     ReportWindow window;
     QObject::connect(&listener, &Listener::said, &window, &ReportWindow::Hear);
     QObject::connect(&listener, &Listener::closed, &window, &ReportWindow::EndOf);
-    const QStringList arguments = QApplication::arguments();
-    const QStringList lines = arguments.value(1).split(QLatin1Char('\n'));
-    for (const QString& line : lines)
-        window.Hear(-1, line.toUtf8());
+    bool isNumber = false;
+    const int connection = QApplication::arguments().value(1).toInt(&isNumber);
+    if (isNumber)
+        listener.Take(connection);
     return QApplication::exec();
 }

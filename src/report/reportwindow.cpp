@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 
 namespace {
 constexpr int tick = 500;        // milliseconds
@@ -36,6 +37,15 @@ QLabel* NewText(QWidget* parent)
     label->setWordWrap(true);
     label->hide();
     return label;
+}
+
+/** Whether the process waits for another: mkswap, which looks at each sector, tells nothing of itself. */
+bool HasChild(int process)
+{
+    const std::string number = std::to_string(process);
+    std::ifstream children("/proc/" + number + "/task/" + number + "/children");
+    int child = 0;
+    return process > 1 && children >> child;
 }
 } // namespace
 
@@ -133,7 +143,8 @@ void ReportWindow::EndOf(int connection)
 bool ReportWindow::IsOver() const
 {
     const bool gone = run.Caller() > 1 && kill(run.Caller(), 0) != 0 && errno == ESRCH;
-    return gone || clock.elapsed() - run.LastWord() > (run.IsNearEnd() ? silenceNearEnd : silence);
+    return gone
+        || (!HasChild(run.Caller()) && clock.elapsed() - run.LastWord() > (run.IsNearEnd() ? silenceNearEnd : silence));
 }
 
 void ReportWindow::Tick()

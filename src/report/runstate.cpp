@@ -3,6 +3,7 @@
 
 #include "runstate.h"
 
+#include "descriptor.h"
 #include "failure.h"
 
 #include <KLocalizedString>
@@ -70,12 +71,15 @@ double FractionInRun(const Step& step, bool isClone)
     return step.phase == "check" ? step.Fraction() * share : share + step.Fraction() * (1 - share);
 }
 
-/** The boot sector, which dd saves without telling how that went, is there. */
+/** The boot sector, which dd saves without telling how that went, is there and that of the table's run. */
 bool HasBootSector(const std::string& tablePath)
 {
-    std::error_code error;
-    return std::filesystem::file_size(std::filesystem::path(tablePath).replace_extension(".mbr"), error) == 512
-        && !error;
+    try {
+        const std::string bytes = ReadFile(std::filesystem::path(tablePath).replace_extension(".mbr"), 512);
+        return bytes.size() == 512 && !TableFile::Read(tablePath).IsOtherBootSector(bytes);
+    } catch (const Failure&) {
+        return false;
+    }
 }
 } // namespace
 
@@ -171,7 +175,8 @@ void RunState::Clear(bool clone, const RunEntry& first, int64_t now)
     sawHead = false;
     tableRead = false;
     begin = lastWord = now;
-    Step& table = Find(Step::Kind::Table, first.part.substr(0, first.part.find_last_not_of("0123456789") + 1));
+    const bool ofPartition = RoleOf(first.command)->kind == Step::Kind::Partition;
+    Step& table = Find(Step::Kind::Table, ofPartition ? DiskOfPartition(first.part) : first.part);
     if (!clone && first.command != "norvoRestorePT") // by hand
         table.state = Step::State::LeftOut;
 }

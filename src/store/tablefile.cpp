@@ -358,6 +358,14 @@ std::string DiskName(const std::string& partition, unsigned number)
     return PartitionName(disk, number) == partition ? disk : std::string();
 }
 
+std::string DiskOfPartition(const std::string& name)
+{
+    std::string disk;
+    unsigned number = 0;
+    SplitName(name, disk, number);
+    return disk;
+}
+
 const TableLine* TableFile::Find(unsigned number) const
 {
     const auto line = std::find_if(lines.begin(), lines.end(), [number](const TableLine& l) {

@@ -111,5 +111,10 @@ public:
 /** hdc and 1 give hdc1, nvme0n1 and 1 give nvme0n1p1; number 0 gives the disk's own name. */
 std::string PartitionName(const std::string& disk, unsigned number);
 
-/** The reverse for a name of the partition with that number: its disk's name; empty where they don't fit. */
+/** hdc1 gives hdc, nvme0n1p1 gives nvme0n1; a name without a number is the disk's own. Empty for what is no such name.
+ */
+std::string DiskOfPartition(const std::string& name);
+
+/** The reverse of PartitionName() for a name of the partition with that number: its disk's name; empty where they don't
+ * fit. */
 std::string DiskName(const std::string& partition, unsigned number);
