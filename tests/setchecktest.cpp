@@ -63,6 +63,9 @@ private Q_SLOTS:
         row("printf x >>hdc.mbr", "boot sector damaged");
         row("truncate -s 510 hdc.mbr; truncate -s 512 hdc.mbr", "boot sector damaged");
         row("printf x | dd of=hdc.mbr bs=1 seek=455 conv=notrunc", "boot sector damaged"); // where partition 1 starts
+        // Names that the file system itself fails at.
+        row("ln -sf old_20261101_hdc.mbr hdc.mbr", "boot sector damaged");
+        row("ln -s old_20261101_hdc.run hdc.run", "");
         // A later run of the day has failed: at an image, at the table, and at neither any more.
         const std::string image = "h=$(sed -n 's/^sha256 //p' hdc1.bz2.sum); c=norvoPartimageClone p1=hdc1; ";
         const std::string table = "h=$(sed -n 's/.*sha256 //p' hdc.sf); c=norvoClonePT p1=hdc; ";
@@ -98,6 +101,14 @@ private Q_SLOTS:
         QCOMPARE(Complaints(sets.front(), true), complaints);
         QCOMPARE(Complaints(sets.front(), false), deepOnly ? QString() : complaints);
         QVERIFY(FindSets(store.path().toStdString(), "old", "20261102").empty());
+    }
+
+    void judgesAFolderThatCannotBeReadBesideOthers()
+    {
+        const std::vector<ImageSet> sets = After("ln -s 20261102 ../20261102; mkdir -p ../.hidden ../lost+found");
+        QCOMPARE(sets.size(), size_t{2});
+        QCOMPARE(Complaints(sets.front(), false), QString());
+        QCOMPARE(Complaints(sets.back(), false), QString("folder damaged"));
     }
 
     void tellsWhyAnImageIsMissing()

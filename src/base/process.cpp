@@ -50,6 +50,13 @@ void Redirect(int from, int to)
         dup2(from, to);
 }
 
+/** partclone's line of progress ends with neither a line feed nor a blank before it says something else. */
+std::string WithoutProgress(const std::string& line)
+{
+    const size_t end = line.rfind('%');
+    return line.rfind("Elapsed: ", 0) == 0 && end != std::string::npos ? line.substr(end + 1) : line;
+}
+
 bool IsPointerToLog(std::string line)
 {
     std::transform(line.begin(), line.end(), line.begin(), [](unsigned char c) {
@@ -94,6 +101,7 @@ std::string StageEnd::LastWords() const
     std::istringstream lines(text);
     std::string last;
     for (std::string line; std::getline(lines, line);) {
+        line = WithoutProgress(line);
         const size_t begin = line.find_first_not_of(" \t\b");
         if (begin != std::string::npos && !IsPointerToLog(line))
             last = line.substr(begin);

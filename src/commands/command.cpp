@@ -53,7 +53,9 @@ void PrepareEnvironment()
 {
     const char* path = getenv("PATH");
     setenv("PATH",
-        ((path == nullptr ? std::string() : path + std::string(":")) + "/usr/sbin:/sbin:/usr/bin:/bin").c_str(), 1);
+        ((path == nullptr || *path == '\0' ? std::string() : path + std::string(":")) + "/usr/sbin:/sbin:/usr/bin:/bin")
+            .c_str(),
+        1);
     setenv("LC_ALL", "C", 1);
     const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
     dup2(nothing, STDIN_FILENO);

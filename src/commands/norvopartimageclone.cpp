@@ -17,7 +17,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <numeric>
+#include <optional>
 
 #include <unistd.h>
 
@@ -85,14 +85,20 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
     RunRecord::Enter("prove");
     record.sha256 = image.Prove();
     record.bytes = image.Size();
-    StoreFile recordFile(files.NewRecord());
-    const std::string text = record.Text();
-    recordFile.Write(text.data(), text.size());
-    recordFile.Prove();
+    std::optional<StoreFile> recordFile;
+    try {
+        recordFile.emplace(files.NewRecord());
+        const std::string text = record.Text();
+        recordFile->Write(text.data(), text.size());
+        recordFile->Prove();
+    } catch (NoRoom& noRoom) {
+        noRoom.needed = image.Size();
+        throw;
+    }
     // An image without a record is tested in full; beside the older record, should it come to that, it is refused.
     unlink(files.Record().c_str());
     image.PutInPlace(files.Volume(0));
-    recordFile.PutInPlace(files.Record());
+    recordFile->PutInPlace(files.Record());
     NeedOnMedium({files.Volume(0), files.Record()});
     for (unsigned number = 1; number < 1000; ++number)
         unlink(files.Volume(number).c_str());
@@ -114,7 +120,9 @@ void SaveImageInItsPlace(const Device& partition, const Contents& contents, cons
     const uint64_t left = std::filesystem::space(std::filesystem::path(files.Record()).parent_path()).available;
     if (old == 0)
         throw noRoom;
-    if (noRoom.needed == 0 || noRoom.needed > left + old - (left + old) / 50) {
+    if (noRoom.needed == 0)
+        throw Failure(ExitStatus::Failed, std::string(noRoom.what()) + "; the image of the earlier run stays");
+    if (noRoom.needed > left + old - (left + old) / 50) {
         throw Failure(ExitStatus::Failed,
             std::string(noRoom.what()) + ", not even without the image of the earlier run, which stays");
     }
@@ -139,11 +147,7 @@ void Report(const ImageRecord& record)
     Say(record.partition + ": " + record.content + ", " + std::to_string(record.bytes) + " bytes of image"
         + (record.state == "clean" ? "" : "; " + record.state));
     if (!record.bad.empty()) {
-        const uint64_t bytes
-            = std::accumulate(record.bad.begin(), record.bad.end(), uint64_t{0}, [](uint64_t sum, const auto& range) {
-                  return sum + range.second;
-              });
-        Warn("/dev/" + record.partition + ": " + std::to_string(bytes)
+        Warn("/dev/" + record.partition + ": " + std::to_string(record.BadBytes())
             + " bytes cannot be read, the disk has bad sectors; zeros are saved in their place");
     }
 }

@@ -94,8 +94,8 @@ void TryToAppend()
 {
     try {
         Append();
-    } catch (const Failure&) {
-        // A medium that is full or can't be written to: the work itself tells, if it matters.
+    } catch (const std::exception&) {
+        // A medium that is full or failing: the work itself tells, if it matters.
     }
 }
 } // namespace

@@ -106,6 +106,8 @@ ImageVolumes::ImageVolumes(const ImageFiles& files)
             highest = number + 1;
             bytes += status.st_size;
             paths.push_back(files.Volume(number));
+        } else if (errno == EIO) {
+            throw SystemFailure(ExitStatus::Damaged, files.Volume(number) + ": cannot be read from the medium", errno);
         }
     }
     if (paths.empty())

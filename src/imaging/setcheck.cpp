@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -19,17 +20,35 @@ namespace {
 constexpr char diskName[] = "hdc";
 constexpr size_t sectorSize = 512;
 
-/** The names of the folders in a folder, in order. */
-std::vector<std::string> Folders(const std::string& folder)
+/** Folders that operating systems leave at the top of a medium. */
+const std::set<std::string> ofSystems = {"lost+found", "System Volume Information", "$RECYCLE.BIN"};
+
+/** A folder in a folder. */
+struct Folder
 {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        const std::string name = entry.path().filename();
-        if (entry.is_directory() && name.front() != '.' && name != "lost+found")
-            names.push_back(name);
+    std::string name;  ///< empty: there may be others
+    std::string fault; ///< why it can't be looked at; empty where it can
+};
+
+/** In the order of their names, hidden ones only where they are `wanted`; what can't be looked at may be one. */
+std::vector<Folder> Folders(const std::string& folder, const std::string& wanted)
+{
+    std::vector<Folder> folders;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        const std::string name = entry->path().filename();
+        std::error_code fault;
+        const bool isFolder = entry->is_directory(fault);
+        if ((isFolder || fault) && (name.front() != '.' || name == wanted) && ofSystems.count(name) == 0)
+            folders.push_back({name, fault ? folder + "/" + name + ": cannot be read: " + fault.message() : ""});
     }
-    std::sort(names.begin(), names.end());
-    return names;
+    if (error)
+        folders.push_back({"", folder + ": cannot be read: " + error.message()});
+    std::sort(folders.begin(), folders.end(), [](const Folder& one, const Folder& other) {
+        return one.name < other.name;
+    });
+    return folders;
 }
 
 uint32_t Number(const std::string& bytes, size_t place)
@@ -95,7 +114,7 @@ private:
         part.name = name;
         try {
             work(part);
-        } catch (const Failure& failure) {
+        } catch (const std::exception& failure) { // also what the file system says of a name
             if (part.verdict != Verdict::Missing)
                 part.verdict = Verdict::Damaged;
             part.remark = failure.what() + WhyNotSaved(name);
@@ -118,9 +137,10 @@ private:
     }
 
     /** A Failure, with the part missing, where a later run could not save it. */
-    void NeedLatest(CheckedPart& part, const std::string& name, const std::string& hash) const
+    void NeedLatest(
+        CheckedPart& part, const std::string& name, const std::string& hash, const std::string& saved = {}) const
     {
-        if (RunEntry::LaterFailure(run, name, hash).empty())
+        if (RunEntry::LaterFailure(run, name, hash, saved).empty())
             return;
         part.verdict = Verdict::Missing;
         throw Failure(ExitStatus::Damaged, "what is there is good, but of an earlier run");
@@ -161,15 +181,15 @@ private:
         if (bytes.size() != sectorSize)
             throw Failure(
                 ExitStatus::Damaged, path + " has " + std::to_string(bytes.size()) + " bytes, a boot sector has 512");
+        if (table && table->IsOtherBootSector(bytes))
+            throw Failure(
+                ExitStatus::Damaged, path + " is damaged or of another run: the partition table's own differs");
         if (!table || table->IsWholeDisk())
             return;
         if (bytes.compare(510, 2, "\x55\xaa") != 0)
             throw Failure(ExitStatus::Damaged, path + " is not a boot sector: it lacks the signature at its end");
         if (!Fits(bytes, *table))
             throw Failure(ExitStatus::Damaged, path + " has other partitions than the set's partition table");
-        if (table->IsOtherBootSector(bytes))
-            throw Failure(
-                ExitStatus::Damaged, path + " is damaged or of another run: the partition table's own differs");
     }
 
     void CheckImage(CheckedPart& part, const TableLine& line) const
@@ -203,7 +223,7 @@ private:
             throw Failure(ExitStatus::Damaged,
                 volumes.FirstPath() + " is of an earlier run (" + record.saved + ") than the partition table");
         }
-        NeedLatest(part, part.name, record.sha256);
+        NeedLatest(part, part.name, record.sha256, record.saved);
         if (!record.bad.empty())
             part.remark
                 = std::to_string(record.bad.size()) + " places of the disk could not be read; zeros stand there";
@@ -251,13 +271,16 @@ std::string Name(Verdict verdict)
 std::vector<ImageSet> FindSets(const std::string& store, const std::string& serial, const std::string& date)
 {
     std::vector<ImageSet> sets;
-    for (const std::string& machine : Folders(store)) {
-        if (!serial.empty() && machine != serial)
+    for (const Folder& machine : Folders(store, serial)) {
+        if (machine.name.empty())
+            throw Failure(ExitStatus::Missing, machine.fault);
+        if (!serial.empty() && machine.name != serial)
             continue;
-        const std::string folder = store + "/" + machine;
-        for (const std::string& day : Folders(folder)) {
-            if (date.empty() || day == date)
-                sets.push_back({machine, day, folder + "/" + day});
+        const std::string folder = store + "/" + machine.name;
+        for (const Folder& day :
+            machine.fault.empty() ? Folders(folder, date) : std::vector<Folder>{{"", machine.fault}}) {
+            if (date.empty() || day.name.empty() || day.name == date)
+                sets.push_back({machine.name, day.name, folder + "/" + day.name, day.fault});
         }
     }
     return sets;
@@ -266,5 +289,7 @@ std::vector<ImageSet> FindSets(const std::string& store, const std::string& seri
 std::vector<CheckedPart> CheckSet(
     const ImageSet& set, bool deep, const std::function<void(const std::string& part)>& begin)
 {
+    if (!set.fault.empty())
+        return {{"folder", Verdict::Damaged, set.fault}};
     return SetChecker(set, deep, begin).Run();
 }

@@ -32,6 +32,7 @@ struct ImageSet
     std::string serial;
     std::string date;
     std::string folder;
+    std::string fault; ///< why the folder can't be read; the date may be unknown then
 
     /** What every name of its files begins with. */
     [[nodiscard]] std::string Prefix() const
@@ -40,7 +41,9 @@ struct ImageSet
     }
 };
 
-/** All image sets of a store, by serial number and date; only those of `serial` and `date` where these are not empty.
+/**
+ * All image sets of a store, by serial number and date; only those of `serial` and `date` where these are not empty.
+ * A Failure where the store itself can't be read.
  */
 std::vector<ImageSet> FindSets(const std::string& store, const std::string& serial, const std::string& date);
 

@@ -92,13 +92,14 @@ std::vector<RunEntry> RunEntry::Read(const std::string& path)
 {
     constexpr size_t most = 16U << 20;
     try {
-        return std::filesystem::exists(path) ? Parse(ReadFile(path, most)) : std::vector<RunEntry>();
+        return Parse(ReadFile(path, most));
     } catch (const Failure&) {
         return {};
     }
 }
 
-std::string RunEntry::LaterFailure(const std::vector<RunEntry>& run, const std::string& part, const std::string& sha256)
+std::string RunEntry::LaterFailure(
+    const std::vector<RunEntry>& run, const std::string& part, const std::string& sha256, const std::string& saved)
 {
     bool made = false;
     std::string reason;
@@ -108,6 +109,8 @@ std::string RunEntry::LaterFailure(const std::vector<RunEntry>& run, const std::
         if (own && entry.result == "done") {
             made = entry.sha256 == sha256;
             reason.clear();
+        } else if (!entry.began.empty() && entry.began <= saved && !(own && entry.result == "failed")) {
+            continue; // it made what is there, the same as before, and was ended before it could say so
         } else if (made && own) {
             reason = entry.reason.empty() ? "the saving did not end" : entry.reason;
         } else if (made && begins) {

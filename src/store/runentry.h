@@ -41,9 +41,10 @@ struct RunEntry
     /**
      * Why a later run could not save a part anew whose file has this hash; empty where none has tried, or where the run
      * that made that file isn't in the record. It goes by the order of the entries: clocks are set back.
+     * @param saved when it was saved; for images alone, whose table shows that the clock has not lied
      */
-    static std::string LaterFailure(
-        const std::vector<RunEntry>& run, const std::string& part, const std::string& sha256);
+    static std::string LaterFailure(const std::vector<RunEntry>& run, const std::string& part,
+        const std::string& sha256, const std::string& saved = {});
 };
 
 /** The path of the run record of the set that has this partition-table file. */
