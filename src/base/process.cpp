@@ -19,17 +19,6 @@
 #include <unistd.h>
 
 namespace {
-volatile sig_atomic_t stopSignal = 0;
-int stopPipe[2] = {-1, -1};
-
-extern "C" void NoteSignal(int signal)
-{
-    const int saved = errno;
-    stopSignal = signal;
-    [[maybe_unused]] const ssize_t written = write(stopPipe[1], "", 1);
-    errno = saved;
-}
-
 /** In a new process: the end of the command is its own end too, and signals do what they do by themselves. */
 void PrepareChild(pid_t parent, pid_t group)
 {
@@ -37,9 +26,7 @@ void PrepareChild(pid_t parent, pid_t group)
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
         _exit(1);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGPIPE})
-        std::signal(signal, SIG_DFL);
-    stopPipe[0] = stopPipe[1] = -1;
+    StopRequest::Unwatch();
 }
 
 void Redirect(int from, int to)
@@ -65,31 +52,6 @@ bool IsPointerToLog(std::string line)
     return line.find("please check") != std::string::npos || line.rfind("error exit", 0) == 0;
 }
 } // namespace
-
-void StopRequest::Watch()
-{
-    if (pipe2(stopPipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        throw SystemFailure(ExitStatus::Failed, "no pipe can be made", errno);
-    struct sigaction action = {};
-    action.sa_handler = NoteSignal;
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        struct sigaction before = {};
-        sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) // as under nohup
-            sigaction(signal, &action, nullptr);
-    }
-}
-
-int StopRequest::Descriptor()
-{
-    return stopPipe[0];
-}
-
-void StopRequest::Check()
-{
-    if (stopSignal != 0)
-        throw Interrupted(stopSignal);
-}
 
 std::string StageEnd::LastWords() const
 {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "descriptor.h"
+#include "stoprequest.h"
 
 #include <functional>
 #include <string>
@@ -11,29 +12,6 @@
 
 #include <poll.h>
 #include <sys/types.h>
-
-/** Thrown where a signal has asked the command to end. */
-class Interrupted
-{
-public:
-    explicit Interrupted(int signal)
-        : signal(signal)
-    {
-    }
-
-    int signal;
-};
-
-/** The request to end: SIGTERM, SIGINT and SIGHUP, from StopRequest::Watch() on. */
-namespace StopRequest {
-void Watch();
-
-/** Becomes readable when a signal has come; -1 before Watch(). */
-int Descriptor();
-
-/** Throws Interrupted when a signal has come. Called in every loop that can last. */
-void Check();
-} // namespace StopRequest
 
 /** How one stage of a pipeline ended. */
 struct StageEnd

@@ -5,6 +5,7 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "littleendian.h"
 
 #include <algorithm>
 #include <cctype>
@@ -31,14 +32,6 @@ constexpr size_t changedInCore = 2 * sectorSize;
 constexpr size_t blockEntrySize = 12;
 constexpr size_t lastBlockEntry = 12; // no list reaches into the first code of the sector
 
-uint64_t Number(const std::string& bytes, size_t place, unsigned size)
-{
-    uint64_t number = 0;
-    for (unsigned i = size; i > 0; --i)
-        number = number << 8 | static_cast<unsigned char>(bytes[place + i - 1]);
-    return number;
-}
-
 /** `size` bytes of the disk; fewer where it ends before or can't be read. */
 std::string ReadSectors(const Descriptor& node, uint64_t sector, size_t size)
 {
@@ -59,11 +52,11 @@ std::string ReadCore(const Descriptor& node, uint64_t start, size_t wanted)
     // {u64 start, u16 sectors, u16 segment}, from the end of the sector backwards.
     for (size_t place = sectorSize - blockEntrySize; place >= lastBlockEntry && core.size() < wanted;
          place -= blockEntrySize) {
-        const size_t sectors = Number(first, place + 8, 2);
+        const size_t sectors = LittleEndian(first, place + 8, 2);
         if (sectors == 0)
             break;
         const size_t size = std::min(sectors * sectorSize, wanted - core.size());
-        const std::string block = ReadSectors(node, Number(first, place, 8), size);
+        const std::string block = ReadSectors(node, LittleEndian(first, place, 8), size);
         core += block;
         if (block.size() < size)
             break;
@@ -112,7 +105,7 @@ bool IsBootCodeWhole(const Device& disk, const std::string& folder)
     if (!SameRange(sector, bootImage, 0, jumpEnd) || !SameRange(sector, bootImage, codeBegin, codeEnd)
         || coreImage.size() <= changedInCore)
         return false;
-    const std::string core = ReadCore(node, Number(sector, coreSectorPlace, 8), coreImage.size());
+    const std::string core = ReadCore(node, LittleEndian(sector, coreSectorPlace, 8), coreImage.size());
     return SameRange(core, coreImage, changedInCore, coreImage.size());
 }
 
@@ -128,7 +121,7 @@ bool IsBootTrackAsSaved(const Device& disk, const TableFile& table)
     const bool isGpt = saved.size() >= sectorSize && saved[firstTypePlace] == protectiveType;
     // With a GPT the core is in a partition, which may not have been restored.
     if (isGpt
-        && ReadSectors(node, Number(saved, coreSectorPlace, 8), sectorSize).find_first_not_of('\0')
+        && ReadSectors(node, LittleEndian(saved, coreSectorPlace, 8), sectorSize).find_first_not_of('\0')
             == std::string::npos)
         return false;
     uint64_t track = isGpt ? 0 : table.diskBytes;

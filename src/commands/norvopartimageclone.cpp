@@ -64,13 +64,25 @@ void WriteContents(const Device& partition, const Contents& contents, StoreFile&
     }
 }
 
+/** The volumes that are there from the first of these on, whoever made them. */
+std::vector<std::string> Volumes(const ImageFiles& files, unsigned first)
+{
+    std::vector<std::string> paths;
+    std::error_code error;
+    for (unsigned number = first; number < 1000; ++number) {
+        if (std::filesystem::is_regular_file(files.Volume(number), error))
+            paths.push_back(files.Volume(number));
+    }
+    return paths;
+}
+
 /** The bytes of the image that stands there. */
 uint64_t OldImageBytes(const ImageFiles& files)
 {
     uint64_t bytes = 0;
     std::error_code error;
-    for (unsigned number = 0; number < 1000; ++number) {
-        const uintmax_t size = std::filesystem::file_size(files.Volume(number), error);
+    for (const std::string& path : Volumes(files, 0)) {
+        const uintmax_t size = std::filesystem::file_size(path, error);
         bytes += error ? 0 : size;
     }
     return bytes;
@@ -100,14 +112,14 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
     image.PutInPlace(files.Volume(0));
     recordFile->PutInPlace(files.Record());
     NeedOnMedium({files.Volume(0), files.Record()});
-    for (unsigned number = 1; number < 1000; ++number)
-        unlink(files.Volume(number).c_str());
+    for (const std::string& path : Volumes(files, 1))
+        unlink(path.c_str());
 }
 
 void RemoveOldImage(const ImageFiles& files)
 {
-    for (unsigned number = 0; number < 1000; ++number)
-        unlink(files.Volume(number).c_str());
+    for (const std::string& path : Volumes(files, 0))
+        unlink(path.c_str());
     unlink(files.Record().c_str());
 }
 

@@ -12,6 +12,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "imagereader.h"
+#include "littleendian.h"
 #include "lock.h"
 #include "process.h"
 #include "progress.h"
@@ -98,14 +99,8 @@ void WriteNtfsCopy(const Device& partition)
     const Descriptor node = Descriptor::Open(partition.path, O_RDWR);
     std::string sector(4096, '\0');
     ReadAt(node.Get(), sector.data(), sector.size(), 0);
-    const auto number = [&sector](size_t place, unsigned size) {
-        uint64_t result = 0;
-        for (unsigned i = size; i > 0; --i)
-            result = result << 8 | static_cast<unsigned char>(sector[place + i - 1]);
-        return result;
-    };
-    const uint64_t size = number(11, 2);
-    const uint64_t place = number(40, 8);
+    const uint64_t size = LittleEndian(sector, 11, 2);
+    const uint64_t place = LittleEndian(sector, 40, 8);
     if (size == 0 || size > sector.size() || place >= partition.bytes / size)
         return;
     if (!WriteAt(node.Get(), sector.data(), size, place * size))

@@ -5,9 +5,9 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "littleendian.h"
 #include "process.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -49,13 +49,9 @@ public:
 
     [[nodiscard]] uint64_t At(uint64_t offset, unsigned size) const
     {
-        std::array<unsigned char, 8> bytes = {};
-        uint64_t number = 0;
-        if (ReadAt(node.Get(), bytes.data(), size, offset) == static_cast<ssize_t>(size)) {
-            for (unsigned i = size; i > 0; --i)
-                number = number << 8 | bytes[i - 1];
-        }
-        return number;
+        std::string bytes(size, '\0');
+        const bool whole = ReadAt(node.Get(), bytes.data(), size, offset) == static_cast<ssize_t>(size);
+        return whole ? LittleEndian(bytes, 0, size) : 0;
     }
 
 private:

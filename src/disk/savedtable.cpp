@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "identity.h"
 #include "imagerecord.h"
+#include "littleendian.h"
 #include "tablewriter.h"
 
 #include <algorithm>
@@ -43,11 +44,7 @@ public:
 
     uint64_t Number(uint64_t offset, unsigned size) const
     {
-        const std::string bytes = Bytes(offset, size);
-        uint64_t number = 0;
-        for (unsigned i = size; i > 0; --i)
-            number = number << 8 | static_cast<unsigned char>(bytes[i - 1]);
-        return number;
+        return LittleEndian(Bytes(offset, size), 0, size);
     }
 
     /** What can't be read becomes zeros, and a warning. */

@@ -6,6 +6,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "imagereader.h"
+#include "littleendian.h"
 #include "runentry.h"
 #include "tablefile.h"
 
@@ -51,14 +52,6 @@ std::vector<Folder> Folders(const std::string& folder, const std::string& wanted
     return folders;
 }
 
-uint32_t Number(const std::string& bytes, size_t place)
-{
-    uint32_t number = 0;
-    for (size_t i = 4; i > 0; --i)
-        number = number << 8 | static_cast<unsigned char>(bytes[place + i - 1]);
-    return number;
-}
-
 /** Whether the partitions in the boot sector are those of the table; that of a GPT has one that covers the disk. */
 bool Fits(const std::string& bootSector, const TableFile& table)
 {
@@ -68,10 +61,10 @@ bool Fits(const std::string& bootSector, const TableFile& table)
     for (unsigned number = 1; number <= 4; ++number) {
         const size_t entry = 446 + 16 * (number - 1);
         const TableLine* const line = table.Find(number);
-        const bool used = Number(bootSector, entry + 12) != 0;
+        const bool used = LittleEndian(bootSector, entry + 12, 4) != 0;
         covered = covered || (used && bootSector[entry + 4] == '\xee');
         same = same && used == (line != nullptr)
-            && (!used || Number(bootSector, entry + 8) == static_cast<uint32_t>(line->start));
+            && (!used || LittleEndian(bootSector, entry + 8, 4) == static_cast<uint32_t>(line->start));
     }
     return gpt ? covered : same;
 }

@@ -42,35 +42,6 @@ uint64_t Number(const QJsonObject& object, const char* key)
     return number >= 0 && number < 9e15 ? static_cast<uint64_t>(number) : 0;
 }
 
-void Advance(Step& step, const QJsonObject& object, int64_t now)
-{
-    const std::string phase = object.value(QLatin1String("phase")).toString().toStdString();
-    const uint64_t done = Number(object, "done");
-    if (phase != step.phase || done < step.done)
-        step.samples.clear();
-    step.phase = phase;
-    step.done = done;
-    step.total = Number(object, "total");
-    if (phase == "write")
-        step.dataBytes = step.total;
-    step.samples.emplace_back(now, done);
-    if (step.samples.size() > 15)
-        step.samples.pop_front();
-}
-
-/** Where something of the step is known to be in the run as a whole, from 0 to 1. */
-double FractionInRun(const Step& step, bool isClone)
-{
-    constexpr double share = 0.1; // of proving after, or of checking before the writing
-    if (step.HasEnded())
-        return 1;
-    if (step.state != Step::State::Running)
-        return 0;
-    if (isClone)
-        return step.phase == "prove" ? 1 - share : step.Fraction() * (1 - share);
-    return step.phase == "check" ? step.Fraction() * share : share + step.Fraction() * (1 - share);
-}
-
 /** The boot sector, which dd saves without telling how that went, is there and that of the table's run. */
 bool HasBootSector(const std::string& tablePath)
 {
@@ -83,24 +54,6 @@ bool HasBootSector(const std::string& tablePath)
 }
 } // namespace
 
-double Step::Fraction() const
-{
-    return total == 0 ? 0 : std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
-}
-
-double Step::Rate() const
-{
-    if (samples.size() < 2 || samples.back().first <= samples.front().first)
-        return 0;
-    return static_cast<double>(samples.back().second - samples.front().second) * 1000
-        / static_cast<double>(samples.back().first - samples.front().first);
-}
-
-double Step::SecondsLeft() const
-{
-    return Rate() > 0 && total > done ? static_cast<double>(total - done) / Rate() : 0;
-}
-
 void RunState::Take(int connection, const std::string& line, int64_t now)
 {
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
@@ -112,7 +65,9 @@ void RunState::Take(int connection, const std::string& line, int64_t now)
             Apply(entry, connection, now);
     } else if (const auto speaker = speakers.find(connection);
                speaker != speakers.end() && object.contains(QLatin1String("phase"))) {
-        Advance(Find(speaker->second.first, speaker->second.second), object, now);
+        Find(speaker->second.first, speaker->second.second)
+            .Advance(object.value(QLatin1String("phase")).toString().toStdString(), Number(object, "done"),
+                Number(object, "total"), now);
         lastWord = now;
     }
 }
@@ -175,8 +130,11 @@ void RunState::Clear(bool clone, const RunEntry& first, int64_t now)
     sawHead = false;
     tableRead = false;
     begin = lastWord = now;
-    const bool ofPartition = RoleOf(first.command)->kind == Step::Kind::Partition;
-    Step& table = Find(Step::Kind::Table, ofPartition ? DiskOfPartition(first.part) : first.part);
+    std::string diskName = first.part;
+    unsigned number = 0;
+    if (RoleOf(first.command)->kind == Step::Kind::Partition)
+        SplitName(first.part, diskName, number);
+    Step& table = Find(Step::Kind::Table, diskName);
     if (!clone && first.command != "norvoRestorePT") // by hand
         table.state = Step::State::LeftOut;
 }
@@ -334,7 +292,7 @@ double RunState::Fraction() const
         if (step.kind != Step::Kind::Partition || step.state == Step::State::LeftOut)
             continue;
         const auto bytes = static_cast<double>(step.bytes);
-        done += bytes * FractionInRun(step, isClone);
+        done += bytes * step.FractionInRun(isClone);
         all += bytes;
     }
     return all > 0 ? done / all : 0;

@@ -6,121 +6,16 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "sha256.h"
+#include "tablereader.h"
 
 #include <QByteArray>
-#include <QtEndian>
 
 #include <algorithm>
-#include <cctype>
-#include <limits>
 #include <numeric>
 #include <sstream>
 
 namespace {
-constexpr char headline[] = "# Norvo Clone-Restore partition table";
 constexpr size_t mostText = 256U << 20;
-constexpr size_t mostRaw = 32U << 20; // of an area: no more is saved of a boot track
-constexpr size_t mostLines = 64;      // of other makers: four slots, and as many logical ones as kernels offer
-
-/** Walks along a line; each step tells whether it found what it looked for. */
-class Cursor
-{
-public:
-    explicit Cursor(const std::string& line)
-        : line(line)
-    {
-    }
-
-    bool Skip(const std::string& text)
-    {
-        if (line.compare(place, text.size(), text) != 0)
-            return false;
-        place += text.size();
-        return true;
-    }
-    void SkipBlanks()
-    {
-        while (place < line.size() && line[place] == ' ')
-            ++place;
-    }
-    bool Number(uint64_t& number, unsigned base)
-    {
-        const size_t begin = place;
-        number = 0;
-        for (; place < line.size() && std::isxdigit(static_cast<unsigned char>(line[place])); ++place) {
-            const char c = line[place];
-            const unsigned digit = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (c | 0x20) - 'a' + 10;
-            if (digit >= base)
-                break;
-            if (number > (std::numeric_limits<uint64_t>::max() - digit) / base)
-                return false;
-            number = number * base + digit;
-        }
-        return place > begin;
-    }
-    [[nodiscard]] bool AtEnd() const
-    {
-        return place == line.size();
-    }
-
-private:
-    const std::string& line;
-    size_t place = 0;
-};
-
-/** Whether `fields` is "start= N, size= N, Id=HH" with an optional ", bootable". */
-bool ParseFields(const std::string& fields, TableLine& result)
-{
-    Cursor cursor(fields);
-    uint64_t type = 0;
-    cursor.SkipBlanks();
-    if (!cursor.Skip("start="))
-        return false;
-    cursor.SkipBlanks();
-    if (!cursor.Number(result.start, 10) || !cursor.Skip(","))
-        return false;
-    cursor.SkipBlanks();
-    if (!cursor.Skip("size="))
-        return false;
-    cursor.SkipBlanks();
-    if (!cursor.Number(result.size, 10) || !cursor.Skip(","))
-        return false;
-    cursor.SkipBlanks();
-    if (!cursor.Skip("Id=") && !cursor.Skip("type="))
-        return false;
-    cursor.SkipBlanks();
-    if (!cursor.Number(type, 16) || type > 0xff)
-        return false;
-    result.type = type;
-    result.bootable = cursor.Skip(", bootable");
-    cursor.SkipBlanks();
-    return cursor.AtEnd() && result.start <= std::numeric_limits<uint64_t>::max() - result.size;
-}
-
-/** Splits "hdc1" into "hdc" and 1; a name without a number is the disk itself. */
-void SplitName(const std::string& name, std::string& disk, unsigned& number)
-{
-    size_t digits = name.size();
-    while (digits > 0 && std::isdigit(static_cast<unsigned char>(name[digits - 1])))
-        --digits;
-    disk = name;
-    number = 0;
-    if (digits == name.size() || name.size() - digits > 4)
-        return;
-    number = std::stoul(name.substr(digits));
-    disk = DiskName(name, number);
-}
-
-/** Whether it is a partition line; its name goes to `name`. */
-bool ParseLine(const std::string& line, std::string& name, TableLine& result)
-{
-    const size_t separator = line.find(" : ");
-    if (line.rfind("/dev/", 0) != 0 || separator == std::string::npos)
-        return false;
-    name = line.substr(5, separator - 5);
-    return !name.empty() && name.find_first_of(" /") == std::string::npos
-        && ParseFields(line.substr(separator + 3), result);
-}
 
 std::string LineText(const std::string& disk, const TableLine& line)
 {
@@ -135,236 +30,7 @@ std::string Base64(const std::string& bytes)
 {
     return QByteArray::fromRawData(bytes.data(), bytes.size()).toBase64().toStdString();
 }
-
-/** The reader of one file. */
-class Reader
-{
-public:
-    Reader(const std::string& text, const std::string& path)
-        : text(text)
-        , path(path)
-    {
-    }
-
-    TableFile Read()
-    {
-        if (text.empty())
-            Damaged("the file is empty");
-        const bool sealed = text.rfind(headline, 0) == 0 || text.find("\n# native: ") != std::string::npos
-            || text.find("# complete: ") != std::string::npos;
-        if (sealed)
-            CheckSeal();
-        else if (text.back() != '\n')
-            Damaged("the last line is cut");
-        for (size_t begin = 0; begin < text.size();) {
-            const size_t end = std::min(text.find('\n', begin), text.size());
-            std::string line = text.substr(begin, end - begin);
-            begin = end + 1;
-            if (!line.empty() && line.back() == '\r' && !sealed)
-                line.pop_back();
-            if (line.rfind('/', 0) == 0)
-                AddLine(line);
-            else if (sealed)
-                AddHeading(line);
-        }
-        if (sealed && file.lines.empty() && file.native.empty())
-            Damaged("there is no partition table in it");
-        if (!sealed)
-            JudgeLines();
-        return file;
-    }
-
-private:
-    [[noreturn]] void Damaged(const std::string& reason) const
-    {
-        throw Failure(ExitStatus::Damaged, path + ": " + reason);
-    }
-
-    void CheckSeal()
-    {
-        const size_t last = text.rfind("\n# complete: sha256 ");
-        if (last == std::string::npos || text.size() != last + 20 + 64 + 1 || text.back() != '\n')
-            Damaged("the partition table in it is cut or damaged");
-        file.seal = text.substr(last + 20, 64);
-        Sha256 hash;
-        hash.Add(text.data(), last + 1);
-        if (hash.Hex() != file.seal)
-            Damaged("the partition table in it is cut or damaged");
-    }
-
-    void AddLine(const std::string& line)
-    {
-        TableLine parsed;
-        std::string name;
-        std::string disk;
-        if (!ParseLine(line, name, parsed))
-            Damaged("not a partition line: " + line.substr(0, 200));
-        SplitName(name, disk, parsed.number);
-        // Without a number the last digits of a disk's name, as of loop0, are no partition's.
-        if (!file.disk.empty() && name == file.disk) {
-            disk = name;
-            parsed.number = 0;
-        }
-        if (file.disk.empty())
-            file.disk = disk;
-        if (disk.empty() || disk != file.disk)
-            Damaged("not a partition of the disk " + file.disk + ": " + line.substr(0, 200));
-        file.lines.push_back(parsed);
-        if (file.seal.empty() && file.lines.size() > mostLines)
-            Damaged("it names more than " + std::to_string(mostLines) + " partitions");
-    }
-
-    void AddHeading(const std::string& line)
-    {
-        const size_t end = line.find(": ");
-        if (line.rfind("# ", 0) != 0 || end == std::string::npos)
-            return;
-        const std::string key = line.substr(2, end - 2);
-        const std::string value = line.substr(end + 2);
-        if (key == "saved")
-            file.saved = value;
-        else if (key == "disk")
-            SetDisk(value);
-        else if (key == "model")
-            file.model = value;
-        else if (key == "disk-bytes")
-            file.diskBytes = Number(value);
-        else if (key == "sector-bytes")
-            file.sectorBytes = Number(value);
-        else if (key == "warning")
-            file.warnings.push_back(value);
-        else if (key == "native")
-            file.native += value + "\n";
-        else if (key == "swap")
-            AddSwap(value);
-        else if (key == "raw")
-            AddRaw(value);
-    }
-
-    void SetDisk(const std::string& name)
-    {
-        if (!file.lines.empty() || name.find_first_of(" /") != std::string::npos)
-            Damaged("not the name of its disk: " + name.substr(0, 200));
-        file.disk = name;
-    }
-
-    uint64_t Number(const std::string& value) const
-    {
-        uint64_t number = 0;
-        Cursor cursor(value);
-        if (!cursor.Number(number, 10) || !cursor.AtEnd())
-            Damaged("not a number: " + value.substr(0, 200));
-        return number;
-    }
-
-    void AddSwap(const std::string& value)
-    {
-        std::istringstream fields(value);
-        SwapIdentity swap;
-        std::string label;
-        fields >> swap.number >> swap.uuid >> label;
-        swap.label = QByteArray::fromBase64(QByteArray::fromStdString(label)).toStdString();
-        file.swaps.push_back(swap);
-    }
-
-    void AddRaw(const std::string& value)
-    {
-        std::istringstream fields(value);
-        RawArea area;
-        uint64_t size = 0;
-        std::string data;
-        fields >> area.offset >> size >> data;
-        const QByteArray packed = QByteArray::fromBase64(QByteArray::fromStdString(data));
-        // It begins with the size of what comes out of it, for which memory is taken before anything is looked at.
-        if (packed.size() >= 4 && qFromBigEndian<quint32>(packed.constData()) == size && size <= mostRaw)
-            area.bytes = qUncompress(packed).toStdString();
-        if (area.bytes.size() != size)
-            Damaged("the raw bytes in it are damaged");
-        file.raw.push_back(std::move(area));
-    }
-
-    /** Lines of other makers: complete, in order, and no two partitions in one place. */
-    void JudgeLines() const
-    {
-        if (file.IsWholeDisk())
-            return;
-        unsigned next = 1;
-        for (const TableLine& line : file.lines) {
-            if (line.number < next)
-                Damaged("the line of partition " + std::to_string(line.number) + " is doubled or out of order");
-            if (line.number > next && next <= 4)
-                break;
-            next = line.number + 1;
-            if (line.type == 0xee && line.size > 0)
-                throw Failure(ExitStatus::Refused, path + ": it names a GPT but does not hold it");
-        }
-        if (next <= 4)
-            Damaged("the line of partition " + std::to_string(next) + " is missing");
-        JudgeOverlap();
-    }
-
-    void JudgeOverlap() const
-    {
-        const TableLine* extended = nullptr;
-        for (const TableLine& line : file.lines) {
-            if (line.size == 0 || line.number > 4 || !line.IsExtended())
-                continue;
-            if (extended != nullptr)
-                Damaged("it names two extended partitions");
-            extended = &line;
-        }
-        for (const TableLine& line : file.lines) {
-            if (line.size == 0)
-                continue;
-            if (line.number > 4
-                && (extended == nullptr || line.start <= extended->start
-                    || line.start + line.size > extended->start + extended->size))
-                Damaged("partition " + std::to_string(line.number) + " is not inside the extended partition");
-            for (const TableLine& other : file.lines) {
-                const bool sameLevel = (line.number > 4) == (other.number > 4);
-                if (other.size > 0 && other.number < line.number && sameLevel && line.start < other.start + other.size
-                    && other.start < line.start + line.size) {
-                    throw Failure(ExitStatus::Damaged,
-                        path + ": the table does not fit a disk: partitions " + std::to_string(other.number) + " and "
-                            + std::to_string(line.number) + " overlap");
-                }
-            }
-        }
-    }
-
-    const std::string& text;
-    const std::string& path;
-    TableFile file;
-};
 } // namespace
-
-std::string PartitionName(const std::string& disk, unsigned number)
-{
-    if (number == 0)
-        return disk;
-    const bool endsInDigit = !disk.empty() && std::isdigit(static_cast<unsigned char>(disk.back()));
-    return disk + (endsInDigit ? "p" : "") + std::to_string(number);
-}
-
-std::string DiskName(const std::string& partition, unsigned number)
-{
-    const std::string digits = std::to_string(number);
-    if (partition.size() <= digits.size()
-        || partition.compare(partition.size() - digits.size(), digits.size(), digits) != 0)
-        return {};
-    std::string disk = partition.substr(0, partition.size() - digits.size());
-    if (disk.size() > 1 && disk.back() == 'p' && std::isdigit(static_cast<unsigned char>(disk[disk.size() - 2])))
-        disk.pop_back();
-    return PartitionName(disk, number) == partition ? disk : std::string();
-}
-
-std::string DiskOfPartition(const std::string& name)
-{
-    std::string disk;
-    unsigned number = 0;
-    SplitName(name, disk, number);
-    return disk;
-}
 
 const TableLine* TableFile::Find(unsigned number) const
 {
@@ -377,7 +43,7 @@ const TableLine* TableFile::Find(unsigned number) const
 std::string TableFile::Text()
 {
     std::ostringstream text;
-    text << headline << "\n# saved: " << saved << "\n# disk: " << disk << "\n# model: " << model
+    text << tableHeadline << "\n# saved: " << saved << "\n# disk: " << disk << "\n# model: " << model
          << "\n# disk-bytes: " << diskBytes << "\n# sector-bytes: " << sectorBytes << "\n";
     for (const std::string& warning : warnings)
         text << "# warning: " << Printable(warning) << "\n";
@@ -407,7 +73,7 @@ std::string TableFile::Text()
 
 TableFile TableFile::Parse(const std::string& text, const std::string& path)
 {
-    return Reader(text, path).Read();
+    return ReadTable(text, path);
 }
 
 TableFile TableFile::Read(const std::string& path)

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "partitionname.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -107,14 +109,3 @@ public:
         return lines.size() == 1 && lines.front().number == 0;
     }
 };
-
-/** hdc and 1 give hdc1, nvme0n1 and 1 give nvme0n1p1; number 0 gives the disk's own name. */
-std::string PartitionName(const std::string& disk, unsigned number);
-
-/** hdc1 gives hdc, nvme0n1p1 gives nvme0n1; a name without a number is the disk's own. Empty for what is no such name.
- */
-std::string DiskOfPartition(const std::string& name);
-
-/** The reverse of PartitionName() for a name of the partition with that number: its disk's name; empty where they don't
- * fit. */
-std::string DiskName(const std::string& partition, unsigned number);
