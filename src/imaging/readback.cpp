@@ -154,7 +154,7 @@ ReadBack::Answer ReadBack::Listen()
         pipeline.Wait(wanted, 1000);
     Answer answer = {};
     if (read(answers.Get(), &answer, sizeof answer) != sizeof answer)
-        throw Error{"cannot be read back", ECHILD};
+        throw Error{"cannot be read back", EIO};
     if (answer.error != 0)
         throw Error{answer.reading ? "cannot be read back" : "cannot be written to the medium", answer.error};
     done = answer.done;
