@@ -105,7 +105,8 @@ private Q_SLOTS:
 
     void judgesAFolderThatCannotBeReadBesideOthers()
     {
-        const std::vector<ImageSet> sets = After("ln -s 20261102 ../20261102; mkdir -p ../.hidden ../lost+found");
+        const std::vector<ImageSet> sets
+            = After("ln -s 20261102 ../20261102; mkdir ../.hidden ../lost+found; ln -s none ../link");
         QCOMPARE(sets.size(), size_t{2});
         QCOMPARE(Complaints(sets.front(), false), QString());
         QCOMPARE(Complaints(sets.back(), false), QString("folder damaged"));

@@ -41,6 +41,8 @@ std::vector<Folder> Folders(const std::string& folder, const std::string& wanted
         const std::string name = entry->path().filename();
         std::error_code fault;
         const bool isFolder = entry->is_directory(fault);
+        if (fault == std::errc::no_such_file_or_directory) // a link to nothing
+            continue;
         if ((isFolder || fault) && (name.front() != '.' || name == wanted) && ofSystems.count(name) == 0)
             folders.push_back({name, fault ? folder + "/" + name + ": cannot be read: " + fault.message() : ""});
     }
