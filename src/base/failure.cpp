@@ -3,6 +3,9 @@
 
 #include "failure.h"
 
+#include "descriptor.h"
+
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -73,6 +76,13 @@ const std::vector<std::string>& Warnings()
 void Say(const std::string& text)
 {
     Write(STDOUT_FILENO, Printable(text) + "\n");
+}
+
+void Answer(const std::string& text)
+{
+    const std::string line = Printable(text) + "\n";
+    if (!WriteAll(STDOUT_FILENO, line.data(), line.size()) && errno != EPIPE)
+        throw SystemFailure(ExitStatus::Failed, "what was found can't be written to standard output", errno);
 }
 
 const std::string& CommandName()

@@ -45,6 +45,9 @@ const std::vector<std::string>& Warnings();
 /** One line on standard output. */
 void Say(const std::string& text);
 
+/** The same for what the command was asked for: a Failure when it can't be written. Nobody who reads it is no error. */
+void Answer(const std::string& text);
+
 /** The name that the lines of Warn() begin with. */
 const std::string& CommandName();
 void SetCommandName(const std::string& name);

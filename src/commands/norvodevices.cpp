@@ -162,7 +162,7 @@ void PrintJson(const std::vector<Drive>& drives, const Roles& roles)
         list.append(DriveObject(drive));
     const QJsonDocument document(QJsonObject{{QStringLiteral("disks"), list},
         {QStringLiteral("rev"), SeatObject(roles.rev)}, {QStringLiteral("disk"), SeatObject(roles.disk)}});
-    Say(document.toJson(QJsonDocument::Compact).toStdString());
+    Answer(document.toJson(QJsonDocument::Compact).toStdString());
 }
 
 void ChooseNamed(const std::vector<Drive>& drives, const Request& request)

@@ -110,7 +110,7 @@ void PrintTable(const std::vector<CheckedSet>& sets)
 {
     for (const CheckedSet& checked : sets) {
         const Verdict worst = checked.Worst();
-        Say(checked.set.serial + " " + checked.set.date + ": "
+        Answer(checked.set.serial + " " + checked.set.date + ": "
             + (worst == Verdict::Good              ? "complete and good"
                     : worst == Verdict::Unrecorded ? "complete; not all of it has a record to compare it with"
                                                    : "NOT complete"));
@@ -120,7 +120,7 @@ void PrintTable(const std::vector<CheckedSet>& sets)
             line += Name(part.verdict);
             if (!part.remark.empty())
                 line += ": " + part.remark;
-            Say(line);
+            Answer(line);
         }
     }
 }
@@ -145,7 +145,7 @@ void PrintJson(const std::vector<CheckedSet>& sets)
     }
     const QJsonDocument document(QJsonObject{{QStringLiteral("sets"), list}});
     const QByteArray text = document.toJson(QJsonDocument::Compact);
-    Say(text.toStdString());
+    Answer(text.toStdString());
 }
 
 int Verify(int argc, char** argv)
@@ -162,7 +162,7 @@ int Verify(int argc, char** argv)
     if (request.json)
         PrintJson(sets);
     else if (sets.empty())
-        Say(request.store + " has no image sets");
+        Answer(request.store + " has no image sets");
     else
         PrintTable(sets);
     const bool good = !sets.empty() && std::all_of(sets.begin(), sets.end(), [](const CheckedSet& checked) {
