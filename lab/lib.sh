@@ -81,7 +81,7 @@ release() {
 
 # wait_held: until there is a command that waits.
 wait_held() {
-    wait_until 300 "a command like $(<"$held")" pgrep -f "^/bin/bash /run/bin/.*$(<"$held")" >/dev/null
+    wait_until 900 "a command like $(<"$held")" pgrep -f "^/bin/bash /run/bin/.*$(<"$held")" >/dev/null
 }
 
 # start_program ARGUMENT...: its own words go to program.log. Memory that it has freed is filled with a pattern, so that
@@ -195,7 +195,7 @@ start_clone() {
 # clone_through_windows SERIAL NAME: the same to its end and back.
 clone_through_windows() {
     start_clone "$@"
-    message_box Finish "$2-finished" 600
+    message_box Finish "$2-finished" 1800
 }
 
 # check_report TITLE [SECONDS]: waits until the window beside the program says so in its title.
@@ -213,7 +213,7 @@ start_restore() {
 
 # finish_restore NAME: from the output window of the run back to the main window.
 finish_restore() {
-    message_box Finish "$1-finished" 900
+    message_box Finish "$1-finished" 1800
     wait_window 'Restore output'
     screenshot "$1-output"
     click 'Restore output' 365 230
