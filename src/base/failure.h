@@ -45,7 +45,7 @@ const std::vector<std::string>& Warnings();
 /** One line on standard output. */
 void Say(const std::string& text);
 
-/** The same for what the command was asked for: a Failure when it can't be written. Nobody who reads it is no error. */
+/** The same for what the command was asked for: a Failure when it can't be written, unless nobody reads any more. */
 void Answer(const std::string& text);
 
 /** The name that the lines of Warn() begin with. */
