@@ -183,12 +183,12 @@ int Work(int argc, char** argv)
     if (request.clear)
         Ties().Write();
     const Roles roles = DecideNow(drives);
+    if (request.Ties() || request.clear || request.apply)
+        Apply(drives, roles);
     if (request.json)
         PrintJson(drives, roles);
     else
         PrintList(drives, roles);
-    if (request.Ties() || request.clear || request.apply)
-        Apply(drives, roles);
     return 0;
 }
 } // namespace
