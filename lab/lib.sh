@@ -37,12 +37,18 @@ check() {
 
 # wait_until SECONDS TEXT COMMAND...
 wait_until() {
-    local end=$((SECONDS + $1)) text=$2
+    local begin=$SECONDS seconds=$1 text=$2
     shift 2
     until "$@"; do
-        ((SECONDS < end)) || fail "not in time: $text"
-        sleep 0.3
+        ((SECONDS < begin + seconds)) || fail "not in time: $text"
+        pause_since "$begin"
     done
+}
+
+# pause_since BEGIN: between two looks at what began then. A process takes the machine long to start: looking all the
+# time would take half of it from what is waited for.
+pause_since() {
+    if ((SECONDS < $1 + 5)); then sleep 0.3; else sleep 2; fi
 }
 
 # screenshot NAME: the whole screen, numbered in the order taken.
@@ -61,7 +67,7 @@ may_hold() {
     for name in "$@"; do
         cat >"/run/bin/$name" <<END
 #!/bin/bash
-while [[ -e $held ]] && grep -q "\$(<$held)" <<<"\$0 \$*"; do sleep 0.2; done
+while read -r pattern 2>/dev/null <$held && [[ "\$0 \$*" =~ \$pattern ]]; do sleep 0.5; done
 exec $(type -P "$name") "\$@"
 END
         chmod a+x "/run/bin/$name"
@@ -93,21 +99,22 @@ start_program() {
     wait_window "$main_window" 60
 }
 
-# window_id TITLE: of the window that can be seen; nothing and status 1 where there is none.
-window_id() {
-    xdotool search --onlyvisible --name "^$(sed 's/[].[*?+(){}|^$\\]/\\&/g' <<<"$1")\$" 2>/dev/null | head -n 1 | grep .
+# find_window TITLE: leaves the id of the window that can be seen in $window; status 1 where there is none.
+find_window() {
+    local special='[].*?+(){}|^$\\[]'
+    read -r window < <(exec xdotool search --onlyvisible --name "^${1//$special/\\&}\$" 2>/dev/null)
 }
 
-# wait_window TITLE [SECONDS]: leaves its id in $window, with the keyboard's attention on it, which it can't have while a
-# box is open over it.
+# wait_window TITLE [SECONDS]: as find_window, with the keyboard's attention on it, which it can't have while a box is open
+# over it.
 wait_window() {
-    local title=$1 end=$((SECONDS + ${2:-60}))
-    until window=$(window_id "$title") && timeout 10 xdotool windowactivate --sync "$window" 2>/dev/null; do
-        if [[ $title != Error ]] && window_id Error >/dev/null; then
+    local title=$1 begin=$SECONDS seconds=${2:-60}
+    until find_window "$title" && timeout 10 xdotool windowactivate --sync "$window" 2>/dev/null; do
+        if [[ $title != Error ]] && find_window Error; then
             fail "an Error box, waiting for the window \"$title\""
         fi
-        ((SECONDS < end)) || fail "no window \"$title\" to work in after ${2:-60} seconds"
-        sleep 0.3
+        ((SECONDS < begin + seconds)) || fail "no window \"$title\" to work in after $seconds seconds"
+        pause_since "$begin"
     done
 }
 
@@ -116,7 +123,7 @@ wait_window_gone() {
 }
 
 window_missing() {
-    ! window_id "$1" >/dev/null
+    ! find_window "$1"
 }
 
 # click TITLE X Y: with the left button, at this place of the window without its frame.
@@ -200,7 +207,7 @@ clone_through_windows() {
 
 # check_report TITLE [SECONDS]: waits until the window beside the program says so in its title.
 check_report() {
-    wait_until "${2:-60}" "the report says: $1" window_id "$1" >/dev/null
+    wait_until "${2:-60}" "the report says: $1" find_window "$1"
     say "ok: the report says: $1"
 }
 
