@@ -75,6 +75,7 @@ make_content() { # DEVICE KIND
     swap) mkswap "$1" ;;
     ntfs) mkfs.ntfs -q -f "$1" 2>/dev/null ;;
     vfat) mkfs.vfat "$1" ;;
+    ext4) mkfs.ext4 -q -b 4096 "$1" ;; # partclone takes long for many blocks; ext2 and ext3 have the small ones
     *) "mkfs.$2" -q "$1" ;;
     esac >/dev/null
     [[ $2 != random && $2 != swap ]] || return 0
