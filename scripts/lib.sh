@@ -110,3 +110,20 @@ build() {
             cmake --install "$BUILD_DIR" --prefix "$BUILD_DIR/stage"
     } >"$log" 2>&1 || fail "the build failed: $(tail -n 30 "$log")"
 }
+
+start_processes() {
+    local _
+    for _ in {1..300}; do /bin/true; done
+}
+
+# lanes: how many of the lab's machines at a time. They start processes all the time, and there are virtual machines on
+# which two processes that start at once hinder each other so much that one after the other is faster.
+lanes() {
+    local begin=${EPOCHREALTIME//[!0-9]/} middle
+    start_processes && start_processes
+    middle=${EPOCHREALTIME//[!0-9]/}
+    start_processes &
+    start_processes
+    wait
+    if ((${EPOCHREALTIME//[!0-9]/} - middle > (middle - begin) * 8 / 10)); then say 1; else say 2; fi
+}
