@@ -2,7 +2,8 @@
 # SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 # SPDX-License-Identifier: GPL-2.0-or-later
 
-# Read by the scripts in this folder: the packages of Debian 12, and building.
+# Read by the scripts in this folder and the lab's campaign: the packages of Debian 12, building, and what the machine
+# can do at a time.
 
 set -euo pipefail
 
@@ -116,7 +117,7 @@ start_processes() {
     for _ in {1..300}; do /bin/true; done
 }
 
-# lanes: how many of the lab's machines at a time. They start processes all the time, and there are virtual machines on
+# lanes: how many tests or machines of the lab at a time. They start processes all the time, and there are virtual machines on
 # which two processes that start at once hinder each other so much that one after the other is faster.
 lanes() {
     local begin=${EPOCHREALTIME//[!0-9]/} middle
