@@ -8,12 +8,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <memory>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
-constexpr uint64_t piece = 256U << 10; // stays in the processor's cache from the pipe to the checksum
+constexpr uint64_t piece = 1U << 20; // stays in the processor's cache from the pipe to the checksum
+constexpr uint64_t page = 4096;
+constexpr uint64_t longEnough = 256U << 10; // for a call of its own to the drive
 
 /** The image as it comes from the pipe. */
 class Stream
@@ -77,30 +81,60 @@ private:
     std::optional<ImageHeader> header;
     uint64_t left = 0; ///< bytes of blocks before the next checksum
 };
+
+/** The node of a partition. */
+class Target
+{
+public:
+    explicit Target(const std::string& path)
+        : direct(Descriptor::Open(path, O_RDWR | O_DIRECT)) // not a file in memory, in tests
+        , cached(Descriptor::Open(path, O_RDWR))
+    {
+        if (!cached)
+            throw SystemFailure(ExitStatus::Failed, "cannot be written", errno);
+    }
+
+    /** For reading, past the memory of the system where that is possible. */
+    [[nodiscard]] int Medium() const
+    {
+        return direct ? direct.Get() : cached.Get();
+    }
+
+    /**
+     * Past the memory of the system, unless the extent is short or cuts a page: those wait there until the system
+     * writes neighbours together.
+     *
+     * @param bytes at the beginning of a page
+     */
+    void Write(const char* bytes, Extent extent) const
+    {
+        const bool isShort = extent.size < longEnough || extent.size % page != 0 || extent.offset % page != 0;
+        if (!WriteAt(isShort ? cached.Get() : Medium(), bytes, extent.size, extent.offset))
+            throw ReadBack::Error{"cannot be written", errno};
+    }
+
+private:
+    Descriptor direct;
+    Descriptor cached;
+};
 } // namespace
 
 void WriteBlocks(int source, const Device& partition)
 {
-    const Descriptor node = Descriptor::Open(partition.path, O_WRONLY);
-    Descriptor medium = Descriptor::Open(partition.path, O_RDONLY | O_DIRECT);
-    if (!medium)
-        medium = Descriptor::Open(partition.path, O_RDONLY); // a file, in tests
-    if (!node || !medium)
-        throw SystemFailure(ExitStatus::Failed, "cannot be written", errno);
+    const Target target(partition.path);
     Stream stream(source);
     UsedBlocks used = stream.Used();
-    ReadBack readBack(medium.Get(), [used](uint64_t most) mutable {
+    ReadBack readBack(target.Medium(), [used](uint64_t most) mutable {
         return used.Next(most);
     });
     Checksum checksum;
     uint64_t done = 0;
-    std::vector<char> bytes(piece);
+    const std::unique_ptr<char, void (*)(void*)> bytes(static_cast<char*>(aligned_alloc(page, piece)), free);
     try {
         for (Extent extent = used.Next(piece); extent.size > 0; extent = used.Next(piece)) {
-            stream.ReadBlocks(bytes.data(), extent.size);
-            if (!WriteAt(node.Get(), bytes.data(), extent.size, extent.offset))
-                throw ReadBack::Error{"cannot be written", errno};
-            checksum.Add(bytes.data(), extent.size);
+            stream.ReadBlocks(bytes.get(), extent.size);
+            target.Write(bytes.get(), extent);
+            checksum.Add(bytes.get(), extent.size);
             done += extent.size;
             readBack.Follow(done);
         }
