@@ -158,16 +158,16 @@ load_mapper() {
     export DM_DISABLE_UDEV=1
 }
 
-# use_as_disk NAME: the hard disk's nodes lead to this device of the kernel's and its partitions.
+# use_as_disk NAME: the hard disk's names lead to this device of the kernel's and its partitions, also after a partition
+# has got another number, as it does where it comes back before the system has done with the one that was there.
 use_as_disk() {
-    local entry number device
+    local entry number
     rm -f "$disk"*
     for entry in "/sys/class/block/$1" "/sys/class/block/$1/$1"*; do
         number=''
         [[ ! -e $entry/partition ]] || number=$(<"$entry/partition")
         [[ -e $entry/dev ]] || continue
-        device=$(<"$entry/dev")
-        mknod "$disk$number" b "${device%:*}" "${device#*:}"
+        ln -s "${entry##*/}" "$disk$number"
     done
 }
 
