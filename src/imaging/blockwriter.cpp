@@ -17,7 +17,7 @@
 namespace {
 constexpr uint64_t piece = 1U << 20; // stays in the processor's cache from the pipe to the checksum
 constexpr uint64_t page = 4096;
-constexpr uint64_t longEnough = 256U << 10; // for a call of its own to the drive
+constexpr uint64_t longEnough = 64U << 10; // for a call of its own to the drive
 
 /** The image as it comes from the pipe. */
 class Stream
