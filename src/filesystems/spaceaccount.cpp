@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
+// SPDX-License-Identifier: GPL-2.0-or-later
+
+#include "spaceaccount.h"
+
+#include <algorithm>
+
+namespace {
+constexpr uint64_t maximumBlocks = 1ULL << 33; // 1 GiB of memory; 32 TiB in blocks of 4 KiB
+} // namespace
+
+SpaceAccount::SpaceAccount(uint64_t blockBytes, uint64_t blocks)
+    : blockBytes(blockBytes)
+{
+    if (blockBytes == 0 || blocks > maximumBlocks || blocks > INT64_MAX / blockBytes)
+        throw NoAccount("it says that it has " + std::to_string(blocks) + " blocks");
+    used.resize(blocks);
+}
+
+void SpaceAccount::Check(uint64_t first, uint64_t count) const
+{
+    if (first > used.size() || count > used.size() - first)
+        throw NoAccount("its list of blocks names one beyond its end");
+}
+
+void SpaceAccount::Use(uint64_t first, uint64_t count)
+{
+    Check(first, count);
+    std::fill_n(used.begin() + static_cast<ptrdiff_t>(first), count, true);
+}
+
+void SpaceAccount::Release(uint64_t first, uint64_t count)
+{
+    Check(first, count);
+    std::fill_n(used.begin() + static_cast<ptrdiff_t>(first), count, false);
+}
+
+uint64_t SpaceAccount::UsedBlocks() const
+{
+    return static_cast<uint64_t>(std::count(used.begin(), used.end(), true));
+}
