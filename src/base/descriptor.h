@@ -44,8 +44,8 @@ public:
     }
     void Close();
 
-    /** open(2) with O_CLOEXEC; an empty one, with errno, when that fails. */
-    static Descriptor Open(const std::string& path, int flags, int mode = 0666);
+    /** open(2) with O_CLOEXEC; an empty one, with errno, when that fails. A new file is its user's alone by default. */
+    static Descriptor Open(const std::string& path, int flags, int mode = 0600);
 
     /** Both ends of a pipe of the largest size that the system allows, up to 1 MiB. */
     static std::pair<Descriptor, Descriptor> Pipe();

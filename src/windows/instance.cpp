@@ -9,7 +9,7 @@
 #include <sys/file.h>
 
 Instance::Instance(const char* path)
-    : file(Descriptor::Open(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600))
+    : file(Descriptor::Open(path, O_RDWR | O_CREAT | O_NOFOLLOW))
 {
     isSecond = file && flock(file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }

@@ -16,6 +16,8 @@
 #include <cstring>
 #include <memory>
 
+#include <sys/stat.h>
+
 namespace {
 constexpr char version[] = "1.0.5";
 
@@ -40,6 +42,8 @@ void CheckCommandLine(KAboutData& about)
 
 int main(int argc, char* argv[])
 {
+    umask(077); // what the commands of a run leave on the REV disk is a whole customer's
+
     const QString maker = QStringLiteral("Norvo Clone-Restore developers");
     const QString address = QStringLiteral("norvo-clone-restore@example.org");
     KAboutData about(QStringLiteral("norvoclonerestore"), QStringLiteral("NorvoCloneRestore"),
