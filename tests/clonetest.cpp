@@ -73,7 +73,9 @@ private Q_SLOTS:
             "echo \"$(<\"${0%/*}/table\")\" >\"$2\"; read -rt 0.1; echo $? >\"$2.input\"\n"
             "[[ /proc/self/fd/1 -ef /dev/null && /proc/self/fd/2 -ef /dev/null ]]; echo $? >\"$2.output\"");
         commands.Add("norvoPartimageClone", "if [[ $2 == hdc1 ]]; then hold; exit 1; fi");
-        commands.During("norvoPartimageClone", [this] {
+        ReportStandIn report;
+        commands.During("norvoPartimageClone", [this, &report] {
+            report.Listen(commands.dir.path());
             QVERIFY(dialog->isHidden() && !dialog->isEnabled() && !mainWindow.isEnabled());
         });
         boxes.expected.append({"Information|Finish|Clone finished successfully!|OK", Qt::Key_Return, [this] {
@@ -86,6 +88,10 @@ private Q_SLOTS:
         for (const char* partition : {"hdc1", "hdc3", "hdc4", "hdc5", "hdc6"})
             expected.append(QString("norvoPartimageClone|%1|%2|%3%2.bz2").arg(set, partition, prefix));
         QCOMPARE(commands.Calls(), expected);
+        const QStringList said = report.Heard();
+        QCOMPARE(said.size(), 2);
+        QVERIFY(said[0].contains(R"("parts":["hdc1","hdc3","hdc4","hdc5","hdc6"],"run":"clone")"));
+        QCOMPARE(said[1], QString(R"({"over":true})"));
         QCOMPARE(ReadFile(commands.dir.filePath("directories")), (QDir::currentPath().toUtf8() + '\n').repeated(9));
         QCOMPARE(ReadFile(set + '/' + prefix + "hdc.sf.input"), QByteArray("142\n"));
         QCOMPARE(ReadFile(set + '/' + prefix + "hdc.sf.output"), QByteArray("0\n")); // which nobody reads

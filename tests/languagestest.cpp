@@ -11,7 +11,10 @@
 
 #include <QLabel>
 #include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QRegularExpression>
+#include <QTimer>
 
 #include <clocale>
 #include <functional>
@@ -80,8 +83,7 @@ class LanguagesTest : public QObject
             "/dev/hdc1 : start=2048, size=40960, Id=83\n/dev/hdc2 : start=43008, size=2048, Id=82\n"
             "/dev/hdc3 : start=45056, size=40960, Id=83\n/dev/hdc4 : start=0, size=0, Id= 0\n");
         NewFile(folder, "A_1_hdc.mbr", std::string(512, 'x'));
-        std::vector<QByteArray> lines
-            = {QByteArray::fromStdString("{\"table\":\"" + path + "\",\"caller\":" + (failed ? "9999999}" : "1}"))};
+        std::vector<QByteArray> lines = {QByteArray::fromStdString("{\"run\":\"clone\",\"table\":\"" + path + "\"}")};
         for (const std::string part : {"hdc", "hdc1", "hdc3"}) {
             RunEntry entry;
             const bool last = part == "hdc3";
@@ -147,6 +149,30 @@ private Q_SLOTS:
                 return Texts(window).mid(1);
             },
             "&Terminal");
+    }
+
+    /** What would end all that goes on in the PC is asked first, and the keyboard is on the answer that ends nothing.
+     */
+    void asksBeforeThePcGoesOff()
+    {
+        SessionWindow window(false);
+        QVERIFY(!window.windowIcon().isNull());
+        int asked = 0;
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", "/nowhere"); // should it not ask, it finds nothing to end this machine with
+        for (QPushButton* button : window.findChildren<QPushButton*>()) {
+            if (!button->text().contains("PC"))
+                continue;
+            QTimer::singleShot(100, [&asked] {
+                auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+                QVERIFY(box != nullptr);
+                asked += box->defaultButton() == box->button(QMessageBox::Cancel) && box->text().contains("PC") ? 1 : 0;
+                QTest::keyClick(box, Qt::Key_Return);
+            });
+            button->click();
+        }
+        qputenv("PATH", path);
+        QCOMPARE(asked, 2);
     }
 };
 

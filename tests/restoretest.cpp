@@ -10,6 +10,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTextEdit>
@@ -250,13 +251,15 @@ private Q_SLOTS:
         commands.Add("dd", "echo '<b>1+0</b> &amp;'");
         commands.Add("norvoRestorePT", "hold; printf 'a\\tb <i>' >&2; exit 1");
         commands.Add("norvoPartimageRestore", "if [[ $2 == hdc1 ]]; then printf 'a\\303'; hold; printf '\\251'; fi");
-        commands.Add("mkswap");
+        commands.Add("mkswap", "[[ $2 == /dev/hdc2 ]]");
+        ReportStandIn report;
         for (int section = 4; section >= 0; --section) // the first alone turns the order round
             QTest::mouseClick(List()->header()->viewport(), Qt::LeftButton, {},
                 {List()->header()->sectionViewportPosition(section) + 5, 5});
         QCOMPARE(Listed(), QString("A 1 / 2007 / hdc5|hdc4|hdc2|hdc10|hdc1"));
         dialog->move(300, 200);
-        commands.During("norvoRestorePT", [this] {
+        commands.During("norvoRestorePT", [this, &report] {
+            report.Listen(commands.dir.path());
             QCOMPARE(Output()->pos(), Middle(dialog.get(), Output()));
             QVERIFY(dialog->isHidden() && !dialog->isEnabled() && Output()->isVisible() && Output()->isEnabled());
             QVERIFY(!Output()->close() && Output()->isVisible());
@@ -281,6 +284,14 @@ private Q_SLOTS:
             "B:mkswap -c /dev/hdc2 ", "", "", "", "B:mkswap -c /dev/hdc5 ", "", "", "", "B:norvoRestoreGrub ", "",
             "R:norvoRestoreGrub: can't be started; is this command installed?", "", ""};
         QCOMPARE(Transcript(), transcript);
+        QStringList said = report.Heard();
+        QVERIFY(
+            said.first().contains(R"("boot":true,"parts":["hdc10","hdc1"],"run":"restore","swap":["hdc2","hdc5"])"));
+        said.replaceInStrings(QRegularExpression(".*\"part\":\"(.*)\",.*\"result\":\"(\\w+)\".*"), "\\1 \\2");
+        QCOMPARE(said.mid(1),
+            QStringList({"hdc2 begun", "hdc2 done", "hdc5 begun",
+                R"(hdc5","reason":"mkswap has failed; its words are in the output window failed)",
+                R"({"over":true})"}));
         Child(Output(), "btnClose")->click();
         QVERIFY(Output()->isHidden() && dialog->isHidden() && dialog->isEnabled() && mainWindow.isEnabled());
         QVERIFY(Transcript().join("").isEmpty() && !Child(Output(), "btnClose")->isEnabled());

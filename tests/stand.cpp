@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,6 +29,16 @@ extern "C" int umount(const char* target) noexcept
     Kernel::calls.append(QString("umount ") + target);
     errno = Kernel::umountErrno;
     return errno == 0 ? 0 : -1;
+}
+
+QStringList ReportStandIn::Heard() const
+{
+    const Descriptor connection(accept(listening.socket.Get(), nullptr, nullptr));
+    QByteArray said;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = read(connection.Get(), buffer, sizeof buffer)) > 0;)
+        said.append(buffer, count);
+    return QString::fromUtf8(said).split('\n', Qt::SkipEmptyParts);
 }
 
 Commands::Commands()

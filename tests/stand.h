@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "reportsocket.h"
+
 #include <KLed>
 
 #include <QDir>
@@ -83,6 +85,24 @@ public:
 private:
     int gate;
     QObject context;
+};
+
+/** A report that begins to listen some time in a run, as one that is opened by the run's first command. */
+class ReportStandIn
+{
+public:
+    void Listen(const QString& folder)
+    {
+        qputenv("XDG_RUNTIME_DIR", folder.toUtf8());
+        listening = ReportSocket::Listen();
+        QVERIFY(listening.socket);
+    }
+
+    /** What was said to it on the one connection, which has ended. */
+    QStringList Heard() const;
+
+private:
+    ReportSocket::Listening listening;
 };
 
 // Boxes, as Boxes expects them.

@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,6 +48,26 @@ sockaddr_un ReportSocket::Address(const std::string& path)
     if (path.size() < sizeof address.sun_path)
         path.copy(address.sun_path, path.size());
     return address;
+}
+
+ReportSocket::Listening ReportSocket::Listen()
+{
+    constexpr int most = 64; // connections that wait to be taken
+    const std::string path = Path();
+    if (path.empty())
+        return {};
+    Listening listening;
+    listening.lock = Descriptor::Open(path + ".lock", O_RDWR | O_CREAT, 0600);
+    if (!listening.lock || flock(listening.lock.Get(), LOCK_EX | LOCK_NB) != 0)
+        return {};
+    unlink(path.c_str());
+    const sockaddr_un address = Address(path);
+    listening.socket = Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!listening.socket
+        || bind(listening.socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0
+        || listen(listening.socket.Get(), most) != 0)
+        return {};
+    return listening;
 }
 
 bool ReportSocket::IsOwn(int descriptor)

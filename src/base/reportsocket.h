@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "descriptor.h"
+
 #include <string>
 
 #include <sys/un.h>
@@ -20,6 +22,16 @@ std::string Path(const std::string& run = "/run");
 
 /** The address for connect(2) and bind(2). */
 sockaddr_un Address(const std::string& path);
+
+/** What listens: the socket, and the lock that tells one in use from what is left of one that was killed. */
+struct Listening
+{
+    Descriptor socket;
+    Descriptor lock;
+};
+
+/** Begins to listen; an empty socket where somebody listens already, or there is no folder for it. */
+Listening Listen();
 
 /** Whether the process at the other end of a connection is this user's. */
 bool IsOwn(int descriptor);

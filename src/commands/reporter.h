@@ -3,14 +3,14 @@
 
 #pragma once
 
-#include "descriptor.h"
+#include "reportchannel.h"
 
 #include <cstdint>
 #include <string>
 
 /**
  * Tells norvoReport, the window beside the program, what a command does, and opens it where nobody listens. Lines of
- * JSON go to it: {"table":PATH,"caller":PID} when a connection is made, then lines of the run record and
+ * JSON go to it: {"table":PATH} when a connection is made, then lines of the run record and
  * {"phase":TEXT,"done":N,"total":N}. Nothing here waits or fails: a window that hangs loses lines, but not those that
  * tell how the work began and ended.
  */
@@ -30,13 +30,7 @@ public:
     void End(const std::string& line);
 
 private:
-    bool Connect();
-    void Tell(const std::string& line);
-    void Flush();
-    [[nodiscard]] bool IsCrowded() const;
-
-    Descriptor socket;
-    std::string greeting; ///< what each new listener has to know
+    ReportChannel channel;
+    bool hasBegun = false;
     std::string phase;
-    std::string queue; ///< what the socket did not take yet
 };

@@ -5,6 +5,7 @@
 
 #include "choice.h"
 #include "failure.h"
+#include "programicon.h"
 
 #include <KLocalizedString>
 
@@ -43,6 +44,7 @@ DriveWindow::DriveWindow(const std::vector<Drive>& drives)
     : drives(drives)
 {
     setWindowTitle(i18n("Norvo Drives"));
+    setWindowIcon(ProgramIcon());
     const Roles roles = DecideNow(this->drives);
     auto* const layout = new QVBoxLayout(this);
     revList = AddList(layout, i18n("&REV drive (/dev/hdb)"), roles.rev.drive);

@@ -4,12 +4,14 @@
 #include "sessionwindow.h"
 
 #include "failure.h"
+#include "programicon.h"
 #include "sessionlog.h"
 
 #include <KLocalizedString>
 
 #include <QApplication>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -18,11 +20,12 @@ SessionWindow::SessionWindow(bool clone)
     , result(new QLabel(this))
 {
     setWindowTitle(Title());
+    setWindowIcon(ProgramIcon());
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(new QLabel(i18n("The program has ended. What next?"), this));
-    AddButton(layout, i18n("Start &again"), &SessionWindow::StartProgram);
-    AddButton(layout, i18n("Shut &down"), &SessionWindow::ShutDown);
-    AddButton(layout, i18n("&Restart"), &SessionWindow::Restart);
+    AddButton(layout, i18n("Start Norvo Clone-Restore &again"), &SessionWindow::StartProgram);
+    AddButton(layout, i18n("Switch the PC &off"), &SessionWindow::SwitchOff);
+    AddButton(layout, i18n("&Restart the PC"), &SessionWindow::Restart);
     AddButton(layout, i18n("&Terminal"), &SessionWindow::OpenTerminal);
     AddButton(layout, i18n("Save &log to the REV disk"), &SessionWindow::SaveLog);
     result->setTextFormat(Qt::PlainText);
@@ -64,14 +67,26 @@ void SessionWindow::Ask()
     show();
 }
 
-void SessionWindow::ShutDown()
+void SessionWindow::SwitchOff()
 {
-    Run(QStringLiteral("systemctl"), {QStringLiteral("poweroff")});
+    if (IsMeant(i18n("Switch the PC off now?"), i18n("&Switch off")))
+        Run(QStringLiteral("systemctl"), {QStringLiteral("poweroff")});
 }
 
 void SessionWindow::Restart()
 {
-    Run(QStringLiteral("systemctl"), {QStringLiteral("reboot")});
+    if (IsMeant(i18n("Restart the PC now?"), i18n("&Restart")))
+        Run(QStringLiteral("systemctl"), {QStringLiteral("reboot")});
+}
+
+/** Return and Escape leave the PC on. */
+bool SessionWindow::IsMeant(const QString& question, const QString& answer)
+{
+    QMessageBox box(QMessageBox::Question, Title(), question, QMessageBox::Cancel, this);
+    const QPushButton* const yes = box.addButton(answer, QMessageBox::AcceptRole);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.exec();
+    return box.clickedButton() == yes;
 }
 
 void SessionWindow::OpenTerminal()

@@ -27,8 +27,9 @@ public Q_SLOTS:
 private:
     void AddButton(QVBoxLayout* layout, const QString& text, void (SessionWindow::*action)());
     void Ask();
-    void ShutDown();
+    void SwitchOff();
     void Restart();
+    bool IsMeant(const QString& question, const QString& answer);
     void OpenTerminal();
     void SaveLog();
     void Run(const QString& program, const QStringList& arguments);

@@ -3,14 +3,10 @@
 
 #include "listener.h"
 
-#include "reportsocket.h"
-
 #include <QSocketNotifier>
 
 #include <cerrno>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -24,60 +20,63 @@ Listener::~Listener()
     const QList<int> open = peers.keys();
     for (const int connection : open)
         close(connection);
-    close(socket);
-    close(lock);
 }
 
-bool Listener::Start()
+bool Listener::Start(ReportSocket::Listening given)
 {
-    const std::string path = ReportSocket::Path();
-    if (path.empty())
+    listening = given.socket ? std::move(given) : ReportSocket::Listen();
+    if (!listening.socket)
         return false;
-    // Held as long as this process lives: what is left of one that was killed can be replaced.
-    lock = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (lock < 0 || flock(lock, LOCK_EX | LOCK_NB) != 0)
-        return false;
-    unlink(path.c_str());
-    const sockaddr_un address = ReportSocket::Address(path);
-    socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (socket < 0 || bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0
-        || listen(socket, 16) != 0)
-        return false;
-    auto* const notifier = new QSocketNotifier(socket, QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, &Listener::Accept);
+    auto* const notifier = new QSocketNotifier(listening.socket.Get(), QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &Listener::ReadAll);
     return true;
 }
 
-void Listener::Accept()
+/**
+ * Not only what can be read where something was said: that the run is over comes on another connection than the last
+ * words of its last command, which were said before.
+ */
+void Listener::ReadAll()
 {
-    const int connection = accept4(socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (connection >= 0)
-        Take(connection);
+    constexpr int most = 100; // rounds, before the window gets its turn
+    for (int round = 0; round < most; ++round) {
+        bool heard = Accept();
+        const QList<int> open = peers.keys();
+        for (const int connection : open)
+            heard = Read(connection) || heard;
+        if (!heard) {
+            Q_EMIT quiet();
+            return;
+        }
+    }
 }
 
-void Listener::Take(int connection)
+bool Listener::Accept()
 {
+    const int connection = accept4(listening.socket.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (connection < 0)
+        return false;
     if (!ReportSocket::IsOwn(connection)) {
         close(connection);
-        return;
+        return true;
     }
     auto* const notifier = new QSocketNotifier(connection, QSocketNotifier::Read, this);
     peers.insert(connection, {notifier, {}});
-    connect(notifier, &QSocketNotifier::activated, this, [this, connection] {
-        Read(connection);
-    });
+    connect(notifier, &QSocketNotifier::activated, this, &Listener::ReadAll);
+    return true;
 }
 
-void Listener::Read(int connection)
+/** Whether there was something to read, be it the end. */
+bool Listener::Read(int connection)
 {
     constexpr int longest = 1 << 20; // of a line: longer ones are not from a command
     char buffer[16384];
     const ssize_t count = read(connection, buffer, sizeof buffer);
     if (count < 0 && (errno == EAGAIN || errno == EINTR))
-        return;
+        return errno == EINTR;
     if (count <= 0) {
         Drop(connection);
-        return;
+        return true;
     }
     QByteArray text = peers[connection].rest + QByteArray(buffer, static_cast<int>(count));
     for (int end = text.indexOf('\n'); end >= 0; end = text.indexOf('\n')) {
@@ -87,6 +86,7 @@ void Listener::Read(int connection)
     peers[connection].rest = text;
     if (text.size() > longest)
         Drop(connection);
+    return true;
 }
 
 void Listener::Drop(int connection)

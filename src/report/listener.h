@@ -3,12 +3,14 @@
 
 #pragma once
 
+#include "reportsocket.h"
+
 #include <QHash>
 #include <QObject>
 
 class QSocketNotifier;
 
-/** Listens on the socket for the commands of this user; there is one listener at a time. */
+/** Listens on the socket for the program and the commands of this user; there is one listener at a time. */
 class Listener : public QObject
 {
     Q_OBJECT
@@ -18,19 +20,19 @@ public:
     ~Listener() override;
     Q_DISABLE_COPY(Listener)
 
-    /** Whether it listens; not where there is a listener already, or no folder for the socket. */
-    bool Start();
-
-    /** Another connection to listen to. */
-    void Take(int connection);
+    /** Whether it listens: by what is given or, without it, by what it makes itself where nobody else listens. */
+    bool Start(ReportSocket::Listening given = {});
 
 Q_SIGNALS:
     void said(int connection, const QByteArray& line);
     void closed(int connection);
+    /** All that was said so far has been heard, whatever connection it came on. */
+    void quiet();
 
 private:
-    void Accept();
-    void Read(int connection);
+    void ReadAll();
+    bool Accept();
+    bool Read(int connection);
     void Drop(int connection);
 
     struct Peer
@@ -38,7 +40,6 @@ private:
         QSocketNotifier* notifier = nullptr;
         QByteArray rest; ///< the beginning of a line
     };
-    int socket = -1;
-    int lock = -1;
+    ReportSocket::Listening listening;
     QHash<int, Peer> peers; ///< by their descriptors
 };

@@ -3,7 +3,7 @@
 
 #include "reportwindow.h"
 
-#include "steprow.h"
+#include "programicon.h"
 #include "words.h"
 
 #include <KLocalizedString>
@@ -20,15 +20,11 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <fstream>
 
 namespace {
-constexpr int tick = 500;        // milliseconds
-constexpr int ticksOfRecord = 4; // between two looks at the REV disk
-// Milliseconds after which nothing more is expected; the second where it is not even likely.
-constexpr int64_t silence = 20000, silenceNearEnd = 4000;
+constexpr int tick = 500;         // milliseconds
+constexpr int ticksOfRecord = 4;  // between two looks at the REV disk
+constexpr int64_t silence = 4000; // milliseconds after which what was done by hand is summed up
 
 QLabel* NewText(QWidget* parent)
 {
@@ -38,21 +34,13 @@ QLabel* NewText(QWidget* parent)
     label->hide();
     return label;
 }
-
-/** Whether the process waits for another: mkswap, which looks at each sector, tells nothing of itself. */
-bool HasChild(int process)
-{
-    const std::string number = std::to_string(process);
-    std::ifstream children("/proc/" + number + "/task/" + number + "/children");
-    int child = 0;
-    return process > 1 && children >> child;
-}
 } // namespace
 
 ReportWindow::ReportWindow()
     : QWidget(nullptr, Qt::Window | Qt::WindowStaysOnBottomHint)
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
+    setWindowIcon(ProgramIcon());
     Build();
     Place();
     clock.start();
@@ -127,7 +115,6 @@ void ReportWindow::Hear(int connection, const QByteArray& line)
             room = LookAtRoom(run);
         if (run.Heard() != nullptr)
             run.LookUp(); // how the steps before ended, should they not have been heard
-        JudgeNow(false);
     }
     changed = true;
 }
@@ -135,16 +122,16 @@ void ReportWindow::Hear(int connection, const QByteArray& line)
 void ReportWindow::EndOf(int connection)
 {
     run.Close(connection, clock.elapsed());
-    JudgeNow(false);
     changed = true;
 }
 
-/** Whether nothing more will come: the program is gone, or silent for a while. */
-bool ReportWindow::IsOver() const
+void ReportWindow::Settle()
 {
-    const bool gone = run.Caller() > 1 && kill(run.Caller(), 0) != 0 && errno == ESRCH;
-    return gone
-        || (!HasChild(run.Caller()) && clock.elapsed() - run.LastWord() > (run.IsNearEnd() ? silenceNearEnd : silence));
+    if (!changed)
+        return;
+    if (!outcome && run.ProgramState() == RunState::Program::Over)
+        run.LookUp(); // a command's last words may not have reached this window
+    JudgeNow(false);
 }
 
 void ReportWindow::Tick()
@@ -157,20 +144,20 @@ void ReportWindow::Tick()
             changed = true;
         } else if (run.HasUnheard()) {
             run.LookUp();
-            JudgeNow(false);
+            changed = true;
         }
     }
-    if (!outcome && !run.Steps().empty() && run.Heard() == nullptr && IsOver())
+    if (!outcome && run.ProgramState() == RunState::Program::Unknown && clock.elapsed() - run.LastWord() > silence)
         JudgeNow(true);
     if (changed)
         ShowRun();
     changed = false;
 }
 
-void ReportWindow::JudgeNow(bool isOver)
+void ReportWindow::JudgeNow(bool isSilent)
 {
     const bool before = outcome.has_value();
-    outcome = run.Judge(isOver);
+    outcome = Outcome::Of(run, isSilent);
     changed = true;
     if (outcome && !before) {
         ShowRun();
@@ -191,11 +178,8 @@ void ReportWindow::ShowRun()
     }
     for (size_t i = 0; i < steps.size(); ++i) {
         Step step = steps[i];
-        // At the end a step of which no end is known has failed; what a restore run never began was not chosen.
-        if (outcome && step.state == Step::State::Waiting && !run.IsClone())
-            step.state = Step::State::LeftOut;
-        else if (outcome && (step.state == Step::State::Waiting || step.state == Step::State::Running))
-            step.state = Step::State::Failed;
+        if (outcome)
+            step.state = outcome->Final(step);
         rows[i]->Show(step, run.IsClone());
         if (steps[i].isHeard && inSight != steps[i].name) {
             inSight = steps[i].name;
@@ -207,15 +191,22 @@ void ReportWindow::ShowRun()
     ShowRoom();
 }
 
+/** Good only what the program meant and has brought to its end. */
+Tone ReportWindow::ToneOfOutcome() const
+{
+    if (!outcome || (outcome->kind == Outcome::Kind::ByHand && outcome->faults.empty()))
+        return Tone::Plain;
+    if (outcome->kind == Outcome::Kind::Complete)
+        return outcome->warned > 0 ? Tone::Warning : Tone::Good;
+    const bool isAllDone = outcome->kind == Outcome::Kind::Unfinished && !outcome->last && outcome->faults.empty();
+    return isAllDone ? Tone::Warning : Tone::Bad;
+}
+
 void ReportWindow::ShowOutcome()
 {
     const QString text = outcome ? Words::Headline(*outcome, run.IsClone()) : Words::Title(run);
     SetText(headline, text);
-    Paint(headline,
-        !outcome                  ? Tone::Plain
-            : !outcome->good      ? Tone::Bad
-            : outcome->warned > 0 ? Tone::Warning
-                                  : Tone::Good);
+    Paint(headline, ToneOfOutcome());
     SetText(diskText, Words::Disk(run));
     SetText(advice, outcome ? Words::Advice(run, *outcome) : QString());
     if (windowTitle() != text)
@@ -224,15 +215,19 @@ void ReportWindow::ShowOutcome()
 
 void ReportWindow::ShowTotals()
 {
-    const double fraction = outcome ? 1 : run.Fraction();
+    // Of what is done by hand nobody knows how much there is to come.
+    const bool isKnown = !outcome && run.ProgramState() != RunState::Program::Unknown;
+    const double fraction = run.Fraction();
     const double stepLeft = run.Heard() == nullptr ? 0 : run.Heard()->SecondsLeft();
     const double seconds = static_cast<double>(clock.elapsed() - run.Begin()) / 1000;
-    total->setVisible(!outcome);
+    total->setVisible(isKnown);
     total->setValue(static_cast<int>(fraction * 1000));
     QString text;
-    if (!outcome && run.Heard() == nullptr && fraction >= 1)
+    if (isKnown && run.ProgramState() == RunState::Program::Gone)
+        text = i18n("The program has ended; this step is the last one");
+    else if (isKnown && run.Heard() == nullptr && fraction >= 1)
         text = i18n("Waiting for what follows");
-    else if (!outcome)
+    else if (isKnown)
         text = fraction > 0.02 && seconds > 5 ? i18n("All of the run: about %1 left",
                    Words::Duration(std::max(stepLeft, seconds / fraction * (1 - fraction))))
                                               : i18n("All of the run");
@@ -241,13 +236,13 @@ void ReportWindow::ShowTotals()
 
 void ReportWindow::ShowRoom()
 {
-    const bool known = run.IsClone() && room.left > 0;
+    const bool isKnown = run.IsClone() && room.left;
     SetText(roomText,
-        known ? i18n("Room left on the REV disk: %1", Words::Size(static_cast<double>(room.left))) : QString());
+        isKnown ? i18n("Room left on the REV disk: %1", Words::Size(static_cast<double>(*room.left))) : QString());
     QString text;
-    if (known && tooSmall && !outcome)
+    if (isKnown && room.needed && tooSmall && !outcome)
         text = i18n("The images still to be made are likely to need about %1, more than the room that is left.",
-            Words::Size(static_cast<double>(room.needed)));
+            Words::Size(static_cast<double>(*room.needed)));
     SetText(warning, text);
 }
 

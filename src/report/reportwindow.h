@@ -3,8 +3,10 @@
 
 #pragma once
 
+#include "outcome.h"
 #include "room.h"
 #include "runstate.h"
+#include "steprow.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -17,7 +19,6 @@ class QProgressBar;
 class QPushButton;
 class QScrollArea;
 class QVBoxLayout;
-class StepRow;
 
 /**
  * The window beside the program: what its commands do, and at the end what came of it. It stands at the left edge of
@@ -30,9 +31,11 @@ class ReportWindow : public QWidget
 public:
     ReportWindow();
 
-    /** A line from a command; -1 for what was told at the start, before there was a connection. */
+    /** A line from the program or a command; what comes of it is judged when all was heard. */
     void Hear(int connection, const QByteArray& line);
     void EndOf(int connection);
+    /** All that was said so far has been heard. */
+    void Settle();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -42,8 +45,8 @@ private:
     void Build();
     void Place();
     void Tick();
-    void JudgeNow(bool isOver);
-    [[nodiscard]] bool IsOver() const;
+    void JudgeNow(bool isSilent);
+    [[nodiscard]] Tone ToneOfOutcome() const;
     void ShowRun();
     void ShowTotals();
     void ShowRoom();

@@ -27,12 +27,12 @@ uint64_t UnfinishedBytes(const RunState& run, const Step& step)
 }
 } // namespace
 
-uint64_t EstimateNeed(const RunState& run, uint64_t written)
+std::optional<uint64_t> EstimateNeed(const RunState& run, uint64_t written)
 {
     constexpr double enough = 16e6; // bytes of data that say something of how the rest shrinks
     const Step* current = run.Heard();
-    if (current == nullptr)
-        return 0;
+    if (current == nullptr || current->phase.empty()) // how full its partition is isn't known yet
+        return {};
     const bool isWriting = current->phase == "write";
     double saved = 0, images = 0, data = 0, sizes = 0;
     for (const Step& step : run.Steps()) {
@@ -45,7 +45,7 @@ uint64_t EstimateNeed(const RunState& run, uint64_t written)
         sizes += static_cast<double>(step.bytes);
     }
     if (saved < enough || sizes <= 0)
-        return 0;
+        return {};
     const double shrunk = images / saved;
     double need = isWriting ? static_cast<double>(current->total - std::min(current->done, current->total)) : 0;
     for (const Step& step : run.Steps()) {
@@ -63,8 +63,10 @@ Room LookAtRoom(const RunState& run)
     std::error_code error;
     const std::filesystem::space_info space
         = std::filesystem::space(std::filesystem::path(run.TablePath()).parent_path(), error);
-    room.left = error ? 0 : space.available;
+    if (!error)
+        room.left = space.available;
     const Step* current = run.Heard();
-    room.needed = run.IsClone() && current != nullptr ? EstimateNeed(run, UnfinishedBytes(run, *current)) : 0;
+    if (run.IsClone() && current != nullptr)
+        room.needed = EstimateNeed(run, UnfinishedBytes(run, *current));
     return room;
 }

@@ -6,16 +6,17 @@
 #include "runstate.h"
 
 #include <cstdint>
+#include <optional>
 
 /** The room on the REV disk, and what the images of a clone run are going to take of it. */
 struct Room
 {
-    uint64_t left = 0;   ///< bytes
-    uint64_t needed = 0; ///< bytes for what is still to be written; 0 as long as that can't be told
+    std::optional<uint64_t> left;   ///< bytes; nothing as long as that is not known
+    std::optional<uint64_t> needed; ///< bytes for what is still to be written; nothing as long as that can't be told
 
     [[nodiscard]] bool IsTooSmall() const
     {
-        return needed > left;
+        return left && needed && *needed > *left;
     }
 };
 
@@ -26,4 +27,4 @@ Room LookAtRoom(const RunState& run);
  * What is still to be written, by how much the data shrink and how full the partitions were so far.
  * @param written bytes of the unfinished image of the step that is running
  */
-uint64_t EstimateNeed(const RunState& run, uint64_t written);
+std::optional<uint64_t> EstimateNeed(const RunState& run, uint64_t written);

@@ -5,6 +5,7 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "role.h"
 
 #include <KLocalizedString>
 
@@ -13,29 +14,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 namespace {
-// Which step and which kind of run each command belongs to.
-struct Role
-{
-    const char* command;
-    Step::Kind kind;
-    bool isClone;
-    bool isHead; ///< a run begins with it
-};
-constexpr Role roles[] = {{"norvoClonePT", Step::Kind::Table, true, true},
-    {"norvoPartimageClone", Step::Kind::Partition, true, false}, {"norvoRestorePT", Step::Kind::Table, false, true},
-    {"norvoPartimageRestore", Step::Kind::Partition, false, false},
-    {"norvoRestoreGrub", Step::Kind::BootLoader, false, false}};
-
-const Role* RoleOf(const std::string& command)
-{
-    const auto* role = std::find_if(std::begin(roles), std::end(roles), [&command](const Role& each) {
-        return command == each.command;
-    });
-    return role == std::end(roles) ? nullptr : role;
-}
-
 uint64_t Number(const QJsonObject& object, const char* key)
 {
     const double number = object.value(QLatin1String(key)).toDouble();
@@ -57,9 +38,13 @@ bool HasBootSector(const std::string& tablePath)
 void RunState::Take(int connection, const std::string& line, int64_t now)
 {
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
-    if (object.contains(QLatin1String("table"))) {
-        Greet(object.value(QLatin1String("table")).toString().toStdString(),
-            object.value(QLatin1String("caller")).toInt());
+    if (const std::optional<RunPlan> next = RunPlan::Parse(line)) {
+        Announce(*next, connection, now);
+    } else if (RunPlan::IsOverLine(line)) {
+        if (program == Program::Running && connection == programsLine)
+            program = Program::Over;
+    } else if (object.contains(QLatin1String("table"))) {
+        tables[connection] = object.value(QLatin1String("table")).toString().toStdString();
     } else if (object.contains(QLatin1String("command"))) {
         for (const RunEntry& entry : RunEntry::Parse(line))
             Apply(entry, connection, now);
@@ -72,32 +57,89 @@ void RunState::Take(int connection, const std::string& line, int64_t now)
     }
 }
 
-void RunState::Greet(const std::string& path, int pid)
+/** A run of the program: a new one, or that of which its commands have told already. */
+void RunState::Announce(const RunPlan& next, int connection, int64_t now)
 {
-    greeted = path;
-    caller = pid;
+    const bool isSameSet = !steps.empty() && isClone == next.isClone && tablePath == next.table;
+    const bool isKnown = program == Program::Unknown ? firstBegan >= next.began : plan.began == next.began;
+    if (!isSameSet || !isKnown || program == Program::Over)
+        Clear(next.isClone, next.table, next.Disk(), next.began, now);
+    program = Program::Running;
+    programsLine = connection;
+    plan = next;
+    tables[connection] = next.table;
+    lastWord = now;
+    if (!isClone)
+        LoadTable();
+    FollowPlan();
+}
+
+/** What is to be written in a restore; what a clone has to save is all that its table has. */
+void RunState::FollowPlan()
+{
+    if (program == Program::Unknown || isClone || !plan.parts)
+        return;
+    std::set<std::string> meant(plan.parts->begin(), plan.parts->end());
+    meant.insert(plan.swap.begin(), plan.swap.end());
+    for (const std::string& name : meant)
+        Find(Step::Kind::Partition, name);
+    if (plan.bootLoader)
+        Find(Step::Kind::BootLoader, plan.Disk());
+    for (Step& step : steps) {
+        const bool isOpen = step.state == Step::State::Waiting || step.state == Step::State::LeftOut;
+        if (isOpen && step.kind == Step::Kind::Partition)
+            step.state = meant.count(step.name) > 0 ? Step::State::Waiting : Step::State::LeftOut;
+    }
 }
 
 void RunState::Apply(const RunEntry& entry, int connection, int64_t now)
 {
-    const Role* role = RoleOf(entry.command);
+    const Role* role = Role::Of(entry.command);
     if (role == nullptr || entry.part.empty()
         || (entry.result != "begun" && entry.result != "done" && entry.result != "failed"))
         return;
-    const bool isNews = role->isHead && entry.result == "begun" && entry.began != firstBegan;
-    if (steps.empty() || isNews || role->isClone != isClone || greeted != tablePath)
-        Clear(role->isClone, entry, now);
-    sawHead = sawHead || role->isHead;
+    const auto greeting = tables.find(connection);
+    const std::string table = greeting == tables.end() ? tablePath : greeting->second;
+    const bool isSameSet = !steps.empty() && role->isClone == isClone && table == tablePath;
+    const bool begins = entry.result == "begun" && speakers.count(connection) == 0;
+    // The first command of the program's run may be heard after the program is gone.
+    const bool isNews
+        = role->isHead && begins && entry.began != headBegan && (program != Program::Gone || !headBegan.empty());
+    if (program == Program::Running && !isSameSet)
+        return; // somebody does something else by hand
+    if (program != Program::Running && (!isSameSet || isNews || (program == Program::Over && begins))) {
+        std::string diskName = entry.part;
+        unsigned number = 0;
+        if (role->kind == Step::Kind::Partition)
+            SplitName(entry.part, diskName, number);
+        Clear(role->isClone, table, diskName, entry.began, now);
+        if (!role->isHead && !isClone)
+            steps.front().state = Step::State::LeftOut;
+    }
+    if (role->isHead)
+        headBegan = entry.began;
+    if (Step* step = Note(entry)) {
+        speakers[connection] = {step->kind, step->name};
+        step->isHeard = !step->HasEnded();
+    }
+    lastWord = now;
+}
+
+/** What an entry says of its step; a null pointer where the run has none for it. */
+Step* RunState::Note(const RunEntry& entry)
+{
+    const Role& role = *Role::Of(entry.command);
     if (entry.diskBytes > 0)
         disk = entry;
-    if (!isClone || !role->isHead || entry.result == "done") // a clone run writes it anew
+    if (!isClone || !role.isHead || entry.result == "done") // a clone run writes it anew
         LoadTable();
     // The program has an image made of each empty slot of the table too, which fails and is nothing to miss.
-    if (isClone && role->kind == Step::Kind::Partition && tableRead && !Has(entry.part))
-        return;
-    Step& step = Find(role->kind, entry.part);
-    if (entry.began < step.began || (entry.began == step.began && step.HasEnded()))
-        return;
+    if (isClone && role.kind == Step::Kind::Partition && tableRead && !Has(entry.part))
+        return nullptr;
+    Step& step = Find(role.kind, entry.part);
+    if (entry.began < step.began || (entry.began == step.began && step.HasEnded() && !step.isCut))
+        return &step;
+    step.isCut = false;
     step.began = entry.began;
     step.content = entry.found.empty() ? step.content : entry.found;
     step.reason = entry.reason;
@@ -107,36 +149,29 @@ void RunState::Apply(const RunEntry& entry, int connection, int64_t now)
         : entry.result == "failed"       ? Step::State::Failed
         : entry.warnings.empty()         ? Step::State::Done
                                          : Step::State::Warned;
-    if (role->isHead && isClone && entry.result == "done" && !HasBootSector(tablePath)) {
+    if (role.isHead && isClone && entry.result == "done" && !HasBootSector(tablePath)) {
         step.state = Step::State::Failed;
         step.reason = i18n("the boot sector was not saved").toStdString();
     }
-    if (connection >= 0) {
-        speakers[connection] = {role->kind, entry.part};
-        step.isHeard = !step.HasEnded();
-        lastWord = now;
-    }
-    LeaveOutSkipped(step);
+    return &step;
 }
 
-void RunState::Clear(bool clone, const RunEntry& first, int64_t now)
+/** Nothing is known of a run but that it has begun. */
+void RunState::Clear(
+    bool clone, const std::string& table, const std::string& diskName, const std::string& began, int64_t now)
 {
     steps.clear();
     speakers.clear();
+    program = Program::Unknown;
+    lostIn = {};
     isClone = clone;
     disk = {};
-    tablePath = greeted;
-    firstBegan = first.began;
-    sawHead = false;
+    tablePath = table;
+    firstBegan = began;
+    headBegan.clear();
     tableRead = false;
     begin = lastWord = now;
-    std::string diskName = first.part;
-    unsigned number = 0;
-    if (RoleOf(first.command)->kind == Step::Kind::Partition)
-        SplitName(first.part, diskName, number);
-    Step& table = Find(Step::Kind::Table, diskName);
-    if (!clone && first.command != "norvoRestorePT") // by hand
-        table.state = Step::State::LeftOut;
+    Find(Step::Kind::Table, diskName);
 }
 
 /** The step, added at the end where it is new. */
@@ -178,26 +213,20 @@ void RunState::LoadTable()
                 step.state = Step::State::LeftOut;
         }
         tableRead = true;
+        FollowPlan();
     } catch (const Failure&) {
         // The command that needs it says what is wrong with it.
     }
 }
 
-/** The steps of a restore run follow one another in the order of the table: what is passed over was not chosen. */
-void RunState::LeaveOutSkipped(const Step& current)
-{
-    if (isClone)
-        return;
-    for (Step& step : steps) {
-        if (&step == &current)
-            return;
-        if (step.kind == Step::Kind::Partition && step.state == Step::State::Waiting)
-            step.state = Step::State::LeftOut;
-    }
-}
-
 void RunState::Close(int connection, int64_t now)
 {
+    if (connection == programsLine && program == Program::Running) {
+        program = Program::Gone;
+        if (const Step* step = Heard())
+            lostIn = {step->kind, step->name};
+    }
+    tables.erase(connection);
     const auto speaker = speakers.find(connection);
     if (speaker == speakers.end())
         return;
@@ -208,58 +237,31 @@ void RunState::Close(int connection, int64_t now)
     if (step.HasEnded())
         return;
     step.state = Step::State::Failed;
+    step.isCut = true;
     step.reason = i18n("it was ended before its work was done").toStdString();
 }
 
 void RunState::LookUp()
 {
     // What an earlier restore run did says nothing of a partition that is restored by hand; images of before are there.
-    if (steps.empty() || tablePath.empty() || (!isClone && !sawHead))
+    if (steps.empty() || tablePath.empty() || (!isClone && headBegan.empty() && program == Program::Unknown))
         return;
     const std::vector<RunEntry> entries = RunEntry::Read(RunRecordPath(tablePath));
     const auto isHead = [this](const RunEntry& entry) {
-        const Role* role = RoleOf(entry.command);
+        const Role* role = Role::Of(entry.command);
         return role != nullptr && role->isHead && role->isClone == isClone && entry.result == "begun";
     };
     const auto head = std::find_if(entries.rbegin(), entries.rend(), isHead);
-    if (head == entries.rend())
-        return;
     // A medium that was full has the run before as the last one.
-    const std::string earliest = sawHead ? std::max(firstBegan, head->began) : head->began;
-    if (!sawHead)
-        firstBegan = head->began;
+    if (head == entries.rend() || (!headBegan.empty() && head->began != headBegan)
+        || (program != Program::Unknown && head->began < plan.began))
+        return;
+    headBegan = head->began;
     for (auto entry = head.base() - 1; entry != entries.end(); ++entry) {
-        const Role* role = RoleOf(entry->command);
-        if (role != nullptr && role->isClone == isClone && entry->began >= earliest) {
-            greeted = tablePath;
-            Apply(*entry, -1, lastWord);
-        }
+        const Role* role = Role::Of(entry->command);
+        if (role != nullptr && role->isClone == isClone && entry->began >= headBegan && !entry->part.empty())
+            Note(*entry);
     }
-}
-
-std::optional<Outcome> RunState::Judge(bool isOver) const
-{
-    Outcome outcome;
-    bool goesOn = steps.empty(), hasBootLoader = false;
-    for (const Step& step : steps) {
-        const bool isPartition = step.kind == Step::Kind::Partition;
-        const bool isDone = step.state == Step::State::Done || step.state == Step::State::Warned;
-        const bool isLeftOut
-            = step.state == Step::State::LeftOut || (!isClone && step.state == Step::State::Waiting && isPartition);
-        goesOn = goesOn || step.isHeard || (!step.HasEnded() && !isLeftOut);
-        hasBootLoader = hasBootLoader || step.kind == Step::Kind::BootLoader;
-        outcome.needed += isPartition && !isLeftOut ? 1 : 0;
-        outcome.proved += isPartition && isDone ? 1 : 0;
-        outcome.warned += step.state == Step::State::Warned ? 1 : 0;
-        if (!isDone && !isLeftOut)
-            outcome.faults.push_back(step);
-    }
-    // The table of a clone tells what has to follow; of a restore only the boot loader is known to come last.
-    goesOn = goesOn || (isClone ? !tableRead : !hasBootLoader);
-    if (Heard() != nullptr || steps.empty() || (goesOn && !isOver))
-        return {};
-    outcome.good = outcome.faults.empty() && tableRead;
-    return outcome;
 }
 
 const Step* RunState::Heard() const
@@ -275,14 +277,6 @@ bool RunState::HasUnheard() const
     return std::any_of(steps.begin(), steps.end(), [](const Step& step) {
         return step.state == Step::State::Running && !step.isHeard;
     });
-}
-
-bool RunState::IsNearEnd() const
-{
-    const auto last = std::find_if(steps.rbegin(), steps.rend(), [](const Step& step) {
-        return step.kind == Step::Kind::Partition && step.state != Step::State::LeftOut;
-    });
-    return !isClone && last != steps.rend() && last->HasEnded();
 }
 
 double RunState::Fraction() const

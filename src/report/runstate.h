@@ -4,6 +4,7 @@
 #pragma once
 
 #include "runentry.h"
+#include "runplan.h"
 #include "step.h"
 #include "tablefile.h"
 
@@ -12,35 +13,39 @@
 #include <string>
 #include <vector>
 
-/** What a run came to. */
-struct Outcome
-{
-    bool good = false;
-    size_t needed = 0;        ///< images that have to be there; in a restore, partitions that were begun
-    size_t proved = 0;        ///< those that are
-    size_t warned = 0;        ///< steps with warnings
-    std::vector<Step> faults; ///< steps that failed, or that nothing was heard of
-};
-
 /**
- * A clone or restore run, as the commands tell of it one after the other. Whatever comes is believed as far as it can
- * be understood, and changes nothing otherwise.
+ * A clone or restore run, as the commands tell of it one after the other, and the program of what it means to do.
+ * Whatever comes is believed as far as it can be understood, and changes nothing otherwise.
  */
 class RunState
 {
 public:
-    /** A line that a command sent. @param connection tells commands apart; -1 for what was told without one */
+    /** Of the program whose run it is: not heard of, as when a command is run by hand. */
+    enum class Program { Unknown, Running, Over, Gone };
+
+    /** A line that was said. @param connection tells commands and programs apart */
     void Take(int connection, const std::string& line, int64_t now);
 
-    /** The connection has ended: so has the command. */
+    /** The connection has ended: so has the command, or the program. */
     void Close(int connection, int64_t now);
 
     /** Looks up in the set's run record how steps ended that can't tell any more. Touches the REV disk. */
     void LookUp();
 
-    /** What came of it; nothing as long as it goes on. @param isOver nothing will follow, whatever is missing */
-    [[nodiscard]] std::optional<Outcome> Judge(bool isOver) const;
-
+    [[nodiscard]] Program ProgramState() const
+    {
+        return program;
+    }
+    /** The step that was going on when the program was gone; an empty name where none was. */
+    [[nodiscard]] const std::pair<Step::Kind, std::string>& LostIn() const
+    {
+        return lostIn;
+    }
+    /** Whether the set's table was read. */
+    [[nodiscard]] bool KnowsTable() const
+    {
+        return tableRead;
+    }
     [[nodiscard]] const std::vector<Step>& Steps() const
     {
         return steps;
@@ -53,8 +58,6 @@ public:
     [[nodiscard]] const Step* Heard() const;
     /** Whether a step has begun of which no end is known and no command is heard. */
     [[nodiscard]] bool HasUnheard() const;
-    /** Whether it is a restore run whose last partition is done: the boot loader may follow, or nothing. */
-    [[nodiscard]] bool IsNearEnd() const;
     /** The path of the set's partition-table file; empty before the first command. */
     [[nodiscard]] const std::string& TablePath() const
     {
@@ -64,11 +67,6 @@ public:
     [[nodiscard]] const RunEntry& Disk() const
     {
         return disk;
-    }
-    /** The process that the commands were started by; 0 when not known. */
-    [[nodiscard]] int Caller() const
-    {
-        return caller;
     }
     /** When something was heard last. */
     [[nodiscard]] int64_t LastWord() const
@@ -83,21 +81,26 @@ public:
     }
 
 private:
-    void Greet(const std::string& path, int pid);
+    void Announce(const RunPlan& next, int connection, int64_t now);
     void Apply(const RunEntry& entry, int connection, int64_t now);
-    void Clear(bool clone, const RunEntry& first, int64_t now);
+    Step* Note(const RunEntry& entry);
+    void Clear(
+        bool clone, const std::string& table, const std::string& diskName, const std::string& began, int64_t now);
     Step& Find(Step::Kind kind, const std::string& name);
     [[nodiscard]] bool Has(const std::string& partition) const;
     void LoadTable();
-    void LeaveOutSkipped(const Step& current);
+    void FollowPlan();
 
-    std::string greeted; ///< the table of the command that speaks; the run's own from its first entry on
+    std::map<int, std::string> tables; ///< that of which a connection speaks
     std::string tablePath;
-    int caller = 0;
+    Program program = Program::Unknown;
+    RunPlan plan;          ///< of the program
+    int programsLine = -1; ///< its connection
+    std::pair<Step::Kind, std::string> lostIn;
     bool isClone = false;
-    bool sawHead = false; ///< the run's first command was heard, not found in the record
     RunEntry disk;
     std::string firstBegan; ///< of the first entry
+    std::string headBegan;  ///< of the run's first command; empty as long as it was not heard of
     bool tableRead = false;
     int64_t begin = 0;
     int64_t lastWord = 0;

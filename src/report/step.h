@@ -13,7 +13,7 @@
 struct Step
 {
     enum class Kind { Table, Partition, BootLoader };
-    enum class State { Waiting, Running, Done, Warned, Failed, LeftOut };
+    enum class State { Waiting, Running, Done, Warned, Failed, LeftOut, NotBegun };
 
     Kind kind = Kind::Partition;
     State state = State::Waiting;
@@ -30,11 +30,20 @@ struct Step
     uint64_t dataBytes = 0; ///< what there is to save or write; 0 when not known
     uint64_t imageBytes = 0;
     bool isHeard = false; ///< a connection of its command is open
+    bool isCut = false;   ///< that ended before the work did
     std::deque<std::pair<int64_t, uint64_t>> samples;
 
+    [[nodiscard]] bool IsSwap() const
+    {
+        return type == 0x82;
+    }
     [[nodiscard]] bool HasEnded() const
     {
         return state == State::Done || state == State::Warned || state == State::Failed;
+    }
+    [[nodiscard]] bool IsDone() const
+    {
+        return state == State::Done || state == State::Warned;
     }
     /** How much of the phase is done, from 0 to 1. */
     [[nodiscard]] double Fraction() const;

@@ -3,8 +3,11 @@
 
 #include "words.h"
 
+#include "imagestore.h"
+
 #include <KLocalizedString>
 
+#include <QDate>
 #include <QLocale>
 #include <QRegularExpression>
 #include <QStringList>
@@ -88,6 +91,7 @@ QString Reason(const Step& step)
         return Text(step.reason);
     return i18n("its command was not heard of; is it installed?");
 }
+
 /** The reason without the path at its beginning, which the text below the headline has. */
 QString Brief(const Step& step)
 {
@@ -105,12 +109,52 @@ QString CommonReason(const std::vector<Step>& faults)
     });
     return isCommon ? QStringLiteral(": ") + reason : QString();
 }
+QString Subjects(const std::vector<Step>& steps)
+{
+    QStringList names;
+    std::transform(steps.begin(), steps.end(), std::back_inserter(names), Subject);
+    return names.join(QStringLiteral(", "));
+}
+
+/** In the words of the operator's country; what is no date of a set's folder stays as it is. */
+QString Day(const QString& name)
+{
+    const QDate date = QLocale::c().toDate(name, QLatin1String(ImageStore::dateFormat));
+    return date.isValid() ? QLocale().toString(date, QLocale::LongFormat) : name;
+}
+
+/** All is done that the program meant. */
+QString Completed(const Outcome& outcome, bool isClone)
+{
+    const QString warned = outcome.warned == 0 ? QString() : i18n(" (with warnings)");
+    const auto proved = static_cast<int>(outcome.proved);
+    const auto needed = static_cast<int>(outcome.needed);
+    if (isClone)
+        return i18np("Image set complete: %2 of %1 image proved", "Image set complete: %2 of %1 images proved", needed,
+                   proved)
+            + warned;
+    if (needed == 0)
+        return i18n("Restored as chosen: no partition was to be written") + warned;
+    return i18np("Restored: %2 of %1 partition written", "Restored: %2 of %1 partitions written", needed, proved)
+        + warned;
+}
+
+QString Unfinished(const Outcome& outcome, bool isClone)
+{
+    if (!outcome.last)
+        return i18n("Not finished: the program ended before it said that the run was over");
+    const QString subject = Subject(*outcome.last);
+    if (!outcome.wasGoingOn)
+        return i18n("Not finished: the program ended before %1 was begun", subject);
+    return isClone ? i18n("Not finished: the program ended while %1 was saved", subject)
+                   : i18n("Not finished: the program ended while %1 was written", subject);
+}
 } // namespace
 
 QString Words::Title(const RunState& run)
 {
     const std::filesystem::path folder = std::filesystem::path(run.TablePath()).parent_path();
-    const QString date = Text(folder.filename());
+    const QString date = Day(Text(folder.filename()));
     const QString serial = Text(folder.parent_path().filename());
     return run.IsClone() ? i18n("Cloning %1, %2", serial, date) : i18n("Restoring %1, %2", serial, date);
 }
@@ -152,6 +196,8 @@ QString Words::State(const Step& step)
         return i18n("done with warnings");
     case Step::State::Failed:
         return i18n("failed");
+    case Step::State::NotBegun:
+        return i18n("not begun");
     case Step::State::LeftOut:
         break;
     }
@@ -177,27 +223,27 @@ QString Words::Details(const Step& step, bool isClone)
 
 QString Words::Headline(const Outcome& outcome, bool isClone)
 {
-    const QString warned = outcome.warned == 0 ? QString() : i18n(" (with warnings)");
-    const auto proved = static_cast<int>(outcome.proved);
-    const auto needed = static_cast<int>(outcome.needed);
-    if (outcome.good && isClone)
-        return i18np("Image set complete: %2 of %1 image proved", "Image set complete: %2 of %1 images proved", needed,
-                   proved)
-            + warned;
-    if (outcome.good)
-        return i18np("Restored: %2 of %1 partition written", "Restored: %2 of %1 partitions written", needed, proved)
-            + warned;
-    QStringList names;
-    for (const Step& step : outcome.faults)
-        names.append(Subject(step));
-    if (names.isEmpty())
+    const QString faults = Subjects(outcome.faults);
+    const QString reason = faults.isEmpty() ? QString() : CommonReason(outcome.faults);
+    switch (outcome.kind) {
+    case Outcome::Kind::Complete:
+        return Completed(outcome, isClone);
+    case Outcome::Kind::Unfinished:
+        return Unfinished(outcome, isClone);
+    case Outcome::Kind::ByHand:
+        return faults.isEmpty() ? i18n("By hand, done: %1", Subjects(outcome.done))
+                                : i18n("By hand, failed: %1", faults) + reason;
+    case Outcome::Kind::Faulty:
+        break;
+    }
+    if (faults.isEmpty())
         return isClone ? i18n("NOT complete: the partition table cannot be read")
                        : i18n("NOT restored: the partition table cannot be read");
-    const QString list = names.join(QStringLiteral(", "));
-    const QString reason = CommonReason(outcome.faults);
     if (!isClone)
-        return i18n("NOT restored: %1", list) + reason;
-    return i18np("NOT complete: %2 is missing", "NOT complete: %2 are missing", names.size(), list) + reason;
+        return i18n("NOT restored: %1", faults) + reason;
+    return i18np("NOT complete: %2 is missing", "NOT complete: %2 are missing", static_cast<int>(outcome.faults.size()),
+               faults)
+        + reason;
 }
 
 QString Words::Advice(const RunState& run, const Outcome& outcome)
@@ -208,13 +254,22 @@ QString Words::Advice(const RunState& run, const Outcome& outcome)
     const std::filesystem::path folder = std::filesystem::path(run.TablePath()).parent_path();
     const QString serial = Text(folder.parent_path().filename());
     const QString date = Text(folder.filename());
-    if (run.IsClone() && outcome.good)
+    if (outcome.kind == Outcome::Kind::ByHand && run.IsClone())
+        lines.append(i18n("norvoVerify \"%1\" %2 tells whether the image set is complete.", serial, date));
+    else if (outcome.kind == Outcome::Kind::Unfinished && run.IsClone())
+        lines.append(i18n("Do not wipe the hard disk. Start the program again and clone again; norvoVerify \"%1\" %2 "
+                          "tells what is on the REV disk.",
+            serial, date));
+    else if (outcome.kind == Outcome::Kind::Unfinished)
+        lines.append(
+            i18n("Start the program again and restore again; until then do not rely on what is on the hard disk."));
+    else if (run.IsClone() && outcome.kind == Outcome::Kind::Complete)
         lines.append(i18n("norvoVerify \"%1\" %2 checks it again at any time.", serial, date));
     else if (run.IsClone())
         lines.append(i18n("Do not wipe the hard disk. Mend what is named here and clone again; norvoVerify \"%1\" %2 "
                           "tells what is on the REV disk.",
             serial, date));
-    else if (!outcome.good)
+    else if (outcome.kind == Outcome::Kind::Faulty)
         lines.append(
             i18n("Mend what is named here and restore again; norvoVerify \"%1\" %2 tells whether the image set "
                  "is good.",

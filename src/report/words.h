@@ -3,13 +3,14 @@
 
 #pragma once
 
+#include "outcome.h"
 #include "runstate.h"
 
 #include <QString>
 
 /** What the window says, in the operator's language. */
 namespace Words {
-/** As "Cloning A 12, 20260302". */
+/** As "Cloning A 12, Monday, 2 March 2026". */
 QString Title(const RunState& run);
 
 /** The disk that the run works on, as "Hard disk: Samsung SSD 870, serial number 123, 1.0 TB"; empty before. */

@@ -7,6 +7,7 @@
 #include "commandrunner.h"
 #include "dialogs.h"
 #include "imagestore.h"
+#include "runannouncement.h"
 
 #include <QCloseEvent>
 #include <QDate>
@@ -87,14 +88,17 @@ bool Clone::CheckInput()
 
 void Clone::SaveImageSet(const QString& serial, const QString& date)
 {
+    RunAnnouncement run(true, serial, date);
     RunCommand(*proc, ImageStore::MakeSerialDirCommand(serial));
     RunCommand(*proc, ImageStore::MakeImageSetDirCommand(serial, date));
     RunCommand(*proc, ImageStore::SaveBootSectorCommand(serial, date));
     RunCommand(*proc, ImageStore::SavePartitionTableCommand(serial, date));
     QStringList partitions;
     ReadPartitionTable(ImageStore::PartitionTablePath(serial, date), partitions);
+    run.Mean(partitions);
     for (const QString& partition : std::as_const(partitions))
         RunCommand(*proc, ImageStore::SavePartitionCommand(serial, date, partition));
+    run.Over();
 }
 
 /** Fills `list` with the partitions to image; leaves it as it is when the file can't be opened. */

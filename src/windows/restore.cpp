@@ -9,6 +9,7 @@
 #include "fittexts.h"
 #include "imagestore.h"
 #include "restoreoutput.h"
+#include "runannouncement.h"
 #include "utility.h"
 
 #include <KLocalizedString>
@@ -185,23 +186,47 @@ void Restore::btnStartRestore_clicked()
 
 void Restore::RestoreImageSet(const QString& serial, const QString& date)
 {
+    const QStringList chosen = ChosenPartitions();
+    const QStringList swap = chkSwap->isChecked() ? SwapPartitions() : QStringList();
+    RunAnnouncement run(false, serial, date);
+    run.Mean(chosen, swap, chkGrub->isChecked());
     process->setWorkingDirectory(ImageStore::ImageSetPath(serial, date) + QLatin1Char('/'));
     ShowAndRun(ImageStore::RestoreBootSectorCommand(serial, date));
     ShowAndRun(ImageStore::RestorePartitionTableCommand(serial, date));
-    for (int i = 0; i < lstPartitions->topLevelItemCount(); ++i) {
-        const QTreeWidgetItem* const row = lstPartitions->topLevelItem(i);
-        if (row->checkState(0) == Qt::Checked)
-            ShowAndRun(ImageStore::RestorePartitionCommand(serial, date, row->text(0)));
-    }
+    for (const QString& partition : chosen)
+        ShowAndRun(ImageStore::RestorePartitionCommand(serial, date, partition));
     restoreOutput->appendCommand(QStringLiteral("\n"));
-    if (chkSwap->isChecked()) {
-        for (const partitionData& record : partitions) {
-            if (record.type == QLatin1String("Swap"))
-                ShowAndRun(ImageStore::MakeSwapCommand(record.partition));
-        }
+    for (const QString& partition : swap) {
+        const QStringList command = ImageStore::MakeSwapCommand(partition);
+        run.BeginCommand(command.first(), partition);
+        ShowAndRun(command);
+        run.EndCommand(*process);
     }
     if (chkGrub->isChecked())
         ShowAndRun(ImageStore::ReinstallGrubCommand());
+    run.Over();
+}
+
+/** The rows that are checked, which swap and extended partitions never are. */
+QStringList Restore::ChosenPartitions() const
+{
+    QStringList names;
+    for (int i = 0; i < lstPartitions->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* const row = lstPartitions->topLevelItem(i);
+        if (row->checkState(0) == Qt::Checked)
+            names.append(row->text(0));
+    }
+    return names;
+}
+
+QStringList Restore::SwapPartitions() const
+{
+    QStringList names;
+    for (const partitionData& record : partitions) {
+        if (record.type == QLatin1String("Swap"))
+            names.append(record.partition);
+    }
+    return names;
 }
 
 /** Runs one command of a restore run, with its command line before and an empty line after what it prints. */

@@ -70,6 +70,8 @@ public Q_SLOTS:
 
 private:
     void AddPartition(partitionData record);
+    [[nodiscard]] QStringList ChosenPartitions() const;
+    [[nodiscard]] QStringList SwapPartitions() const;
     void RestoreImageSet(const QString& serial, const QString& date);
     void ShowAndRun(const QStringList& command);
     void ShowOutput(void (RestoreOutput::*append)(const QString&), const QString& text);
