@@ -6,6 +6,7 @@
 // stays until the new one is proved.
 
 #include "command.h"
+#include "contents.h"
 #include "failure.h"
 #include "freshview.h"
 #include "imagewriter.h"

@@ -21,20 +21,6 @@ struct Contents
 
 Contents ProbeContents(const Device& device);
 
-/** How the used blocks of a partition are saved, and why all of them are where they are. */
-struct SavingPlan
-{
-    std::string variant = "imager"; ///< the partclone.VARIANT that reads it; imager saves all blocks
-    std::string state = "clean";    ///< what the record says
-};
-
-/**
- * Only a file system that partclone knows, on one device, that was cleanly unmounted and has no errors flagged, is
- * saved by its used blocks: a journal that was not played back can name blocks which no list of used blocks has yet.
- * Judged by the file system's own means.
- */
-SavingPlan PlanSaving(const Device& device, const std::string& type);
-
 /** Clears every signature on the device: nothing takes it for a file system any more. */
 void WipeSignatures(const Device& device);
 

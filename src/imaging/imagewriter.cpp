@@ -12,7 +12,7 @@
 void WriteImage(const Device& partition, const SavingPlan& plan, StoreFile& file, ImageRecord& record)
 {
     record.state = plan.state;
-    std::string variant = plan.variant;
+    std::string variant = plan.variant.empty() ? "imager" : plan.variant;
     for (;;) {
         try {
             Relay relay(partition, variant, file);

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "contents.h"
 #include "imagerecord.h"
+#include "savingplan.h"
 #include "storefile.h"
 
 /**
