@@ -27,14 +27,14 @@ private:
 private Q_SLOTS:
     void refusesWrongInput_data()
     {
-        Columns<QStringList, bool, QString>("serials", "mounted", "error");
+        Columns<QStringList, bool, QString, QString>("serials", "mounted", "error", "keyboard");
         const char* const unequal = "Machine serial numbers are not equal!";
-        Row("not mounted, empty", QStringList{"", ""}, false, "Rev is not mounted!");
-        Row("not mounted", QStringList{"A12", "A12"}, false, "Rev is not mounted!");
-        Row("empty", QStringList{"", "A12"}, true, "Machine serial number cannot be empty!");
-        Row("empty second", QStringList{"A12", ""}, true, unequal);
-        Row("case", QStringList{"A12", "a12"}, true, unequal);
-        Row("blank", QStringList{"A12", "A12 "}, true, unequal);
+        Row("not mounted, empty", QStringList{"", ""}, false, "Rev is not mounted!", "btnMount");
+        Row("not mounted", QStringList{"A12", "A12"}, false, "Rev is not mounted!", "btnMount");
+        Row("empty", QStringList{"", "A12"}, true, "Machine serial number cannot be empty!", "edtSerial");
+        Row("empty second", QStringList{"A12", ""}, true, unequal, "edtSerialAgain");
+        Row("case", QStringList{"A12", "a12"}, true, unequal, "edtSerialAgain");
+        Row("blank", QStringList{"A12", "A12 "}, true, unequal, "edtSerialAgain");
     }
 
     void refusesWrongInput()
@@ -50,6 +50,9 @@ private Q_SLOTS:
         QVERIFY(commands.Calls().isEmpty());
         QVERIFY(dialog->isVisible() && dialog->isEnabled() && !mainWindow.isEnabled());
         QCOMPARE(Text("edtSerial"), serials.first());
+        QTEST(dialog->focusWidget()->objectName(), "keyboard");
+        if (auto* const field = qobject_cast<QLineEdit*>(dialog->focusWidget()))
+            QCOMPARE(field->selectedText(), field->text());
     }
 
     void savesAnImageSet()

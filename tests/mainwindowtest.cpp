@@ -6,6 +6,7 @@
 #include "utility.h"
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QScreen>
 #include <cerrno>
 
@@ -74,6 +75,9 @@ private Q_SLOTS:
         QWidget* const opened = Dialog(dialog);
         Press("btn" + dialog);
         QCOMPARE(opened->pos(), Middle(window.get(), opened));
+        const QMap<QString, QString> first
+            = {{"Clone", "edtSerial"}, {"Restore", "cmbSerial"}, {"RevManager", "btnMount"}};
+        QCOMPARE(opened->focusWidget()->objectName(), first[dialog]);
         QVERIFY(opened->isVisible() && opened->isEnabled() && !window->isEnabled());
         QVERIFY(!window->close() && window->isVisible());
         QCOMPARE(Led(opened), QString(mounted ? "green" : "red"));
@@ -94,6 +98,33 @@ private Q_SLOTS:
         QVERIFY(window->close() && Dialog(dialog) == nullptr);
         window.reset();
         QCOMPARE(Kernel::calls.join('|'), QString("umount /mnt/rev/"));
+    }
+
+    /** Who types at once replaces the number of the last machine; a blank in it presses no button. */
+    void takesASerialNumberTypedAtOnce()
+    {
+        Start(true);
+        Press("btnClone");
+        for (const char* field : {"edtSerial", "edtSerialAgain"})
+            Child<QLineEdit>(Dialog("Clone"), field)->setText("SN 4711");
+        QTest::keyClick(Dialog("Clone")->focusWidget(), Qt::Key_Backtab); // elsewhere, as after a run
+        Dialog("Clone")->close();
+        Press("btnClone");
+        QTest::keyClicks(Dialog("Clone")->focusWidget(), "SN 4712");
+        QCOMPARE(Child<QLineEdit>(Dialog("Clone"), "edtSerial")->text(), QString("SN 4712"));
+        QVERIFY(Dialog("Clone")->isVisible());
+    }
+
+    /** The main window lies around the dialog and can be clicked, though it takes no input. */
+    void bringsTheOpenDialogBack()
+    {
+        Start(true);
+        Press("btnRestore");
+        window->activateWindow();
+        window->raise();
+        QTRY_VERIFY(Dialog("Restore")->isActiveWindow());
+        QTest::mouseClick(window.get(), Qt::LeftButton);
+        QTRY_VERIFY(Dialog("Restore")->isActiveWindow());
     }
 
     void waitsForDf()

@@ -5,6 +5,7 @@
 // opens it and hands it the socket that it is to listen on, with the lock of that in the next descriptor.
 
 #include "listener.h"
+#include "messagelanguage.h"
 #include "reportwindow.h"
 
 #include <KLocalizedString>
@@ -13,6 +14,7 @@
 
 int main(int argc, char* argv[])
 {
+    MessageLanguage::SetOperators();
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
     QApplication::setApplicationName(QStringLiteral("norvoReport"));

@@ -41,6 +41,11 @@ void Clone::Close()
     parentWindow->setEnabled(true);
 }
 
+void Clone::TakeKeyboard()
+{
+    GiveKeyboard(edtSerial);
+}
+
 void Clone::btnCancel_clicked()
 {
     Close();
@@ -74,15 +79,20 @@ void Clone::btnClone_clicked()
 bool Clone::CheckInput()
 {
     QString error;
-    if (!*mounted)
+    QWidget* wrong = edtSerial;
+    if (!*mounted) {
         error = QStringLiteral("Rev is not mounted!");
-    else if (edtSerial->text().isEmpty())
+        wrong = btnMount;
+    } else if (edtSerial->text().isEmpty()) {
         error = QStringLiteral("Machine serial number cannot be empty!");
-    else if (edtSerialAgain->text() != edtSerial->text())
+    } else if (edtSerialAgain->text() != edtSerial->text()) {
         error = QStringLiteral("Machine serial numbers are not equal!");
-    else
+        wrong = edtSerialAgain;
+    } else {
         return true;
+    }
     ShowError(this, error);
+    //
     return false;
 }
 

@@ -21,6 +21,9 @@ public:
     /** Hides the dialog and enables the main window. */
     void Close();
 
+    /** The keyboard goes to the first field of the dialog, which has just been shown. */
+    void TakeKeyboard();
+
     /**
      * Appends the partition named by a line of a partition-table file to `list`, without its "/dev/". Lines that don't
      * begin with "/" and swap partitions (type "82") add nothing; every other line does, however malformed.

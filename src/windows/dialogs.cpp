@@ -8,6 +8,7 @@
 
 #include <KLed>
 
+#include <QLineEdit>
 #include <QMessageBox>
 
 namespace {
@@ -33,6 +34,13 @@ void ShowError(QWidget* dialog, const QString& text)
 void ShowFinish(QWidget* dialog, const QString& text)
 {
     ShowBox(QMessageBox::Information, dialog, QStringLiteral("Finish"), text);
+}
+
+void GiveKeyboard(QWidget* widget)
+{
+    widget->setFocus();
+    if (auto* const edit = qobject_cast<QLineEdit*>(widget))
+        edit->selectAll();
 }
 
 void ShowRevState(KLed* led, bool mounted)

@@ -20,6 +20,12 @@ void ShowError(QWidget* dialog, const QString& text);
 /** A modal information box "Finish" with OK, for the end of a long run. */
 void ShowFinish(QWidget* dialog, const QString& text);
 
+/**
+ * The keyboard goes to a widget of a dialog; the text of a line edit is selected, so that what is typed replaces it. A
+ * window that was disabled together with its parent gives it to the widget made first otherwise, which may be a button.
+ */
+void GiveKeyboard(QWidget* widget);
+
 /** Colours a status LED: green while the REV disk is mounted, red while it is not. */
 void ShowRevState(KLed* led, bool mounted);
 

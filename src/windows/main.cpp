@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 
 #include "instance.h"
+#include "messagelanguage.h"
 #include "norvoclonerestore.h"
 #include "utility.h"
 
@@ -58,6 +59,9 @@ int main(int argc, char* argv[])
 
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
+    // The windows keep their language, while df's list, which the Rev manager reads, is in English.
+    KLocalizedString::setLanguages(KLocalizedString::languages());
+    MessageLanguage::SetEnglish();
     KAboutData::setApplicationData(about);
     // Otherwise every caption would get the program's name added to it.
     QApplication::setApplicationDisplayName(QString());

@@ -12,9 +12,34 @@
 #include <KWindowSystem>
 #include <KX11Extras>
 
+#include <QApplication>
 #include <QCloseEvent>
 
+#include <algorithm>
 #include <utility>
+
+namespace {
+/** The window of the program that the operator can work in while the main window is disabled; null where none is. */
+QWidget* OpenWindow()
+{
+    if (QWidget* const box = QApplication::activeModalWidget())
+        return box;
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    const auto open = std::find_if(windows.begin(), windows.end(), [](const QWidget* window) {
+        return window->isVisible() && window->isEnabled() && window->windowType() == Qt::Window;
+    });
+    return open == windows.end() ? nullptr : *open;
+}
+
+/** A window manager would think activateWindow() a theft where no key was pressed in the window before. */
+void Activate(QWidget* window)
+{
+    if (KWindowSystem::isPlatformX11())
+        KX11Extras::forceActiveWindow(window->winId());
+    else
+        window->activateWindow();
+}
+} // namespace
 
 NorvoCloneRestore::NorvoCloneRestore(QWidget* parent, const char* name, Qt::WindowFlags fl)
     : mainDlg(parent, name, fl)
@@ -67,6 +92,7 @@ template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog)
     if (BusyMonitor::Instance().IsBusy())
         return;
     const Busy busy;
+    CenterWindow(this, dialog); // a box that comes while it is prepared stands in the middle of it
     dialog->Init(&revMounted);
     if (leaving) // while Init() waited
         return;
@@ -74,6 +100,7 @@ template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog)
     setEnabled(false);
     dialog->setEnabled(true);
     dialog->show();
+    //
 }
 
 void NorvoCloneRestore::btnClone_clicked()
@@ -105,15 +132,24 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
         Close();
 }
 
-/**
- * A dialog has given the window back. It takes the keyboard: a window manager would give that to the report, which came
- * last, and thinks activateWindow() a theft, since no key was pressed in this window.
- */
+/** The dialog lies within this window, which would hide it whole when it is clicked. */
+bool NorvoCloneRestore::event(QEvent* e)
+{
+    if (false && (e->type() == QEvent::WindowActivate || e->type() == QEvent::MouseButtonPress)) {
+        if (QWidget* const open = OpenWindow()) {
+            open->raise();
+            Activate(open);
+        }
+    }
+    return mainDlg::event(e);
+}
+
+/** A dialog has given the window back. It takes the keyboard, which would go to the report, which came last. */
 void NorvoCloneRestore::changeEvent(QEvent* e)
 {
     mainDlg::changeEvent(e);
-    if (e->type() == QEvent::EnabledChange && isEnabled() && KWindowSystem::isPlatformX11())
-        KX11Extras::forceActiveWindow(winId());
+    if (e->type() == QEvent::EnabledChange && isEnabled())
+        Activate(this);
 }
 
 void NorvoCloneRestore::Close()

@@ -39,6 +39,7 @@ public Q_SLOTS:
     void closeEvent(QCloseEvent* e) override;
 
 protected:
+    bool event(QEvent* e) override;
     void changeEvent(QEvent* e) override;
 
 private:

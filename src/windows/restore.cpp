@@ -237,8 +237,17 @@ void Restore::ShowAndRun(const QStringList& command)
     ShowOutput(&RestoreOutput::appendOutput, stdoutChunks.Rest());
     ShowOutput(&RestoreOutput::appendError, stderrChunks.Rest());
     if (process->error() == QProcess::FailedToStart)
-        restoreOutput->appendError(command.first() + QStringLiteral(": can't be started; is this command installed?"));
+        restoreOutput->appendError(command.first() + QStringLiteral(": can't be started; ") + WhyNotStarted());
     restoreOutput->appendCommand(QStringLiteral("\n"));
+}
+
+/** What the operator can do about a command that could not be started. */
+QString Restore::WhyNotStarted() const
+{
+    const QString folder = process->workingDirectory();
+    if (QFileInfo(folder).isDir())
+        return QStringLiteral("is this command installed?");
+    return folder + QStringLiteral(" is not there any more; is the REV disk still in its drive, and mounted?");
 }
 
 /** Appends what a command printed, unless it is only the beginning of a character so far. */
@@ -256,6 +265,11 @@ void Restore::readFromStdout()
 void Restore::readFromStderr()
 {
     ShowOutput(&RestoreOutput::appendError, stderrChunks.Decode(process->readAllStandardError()));
+}
+
+void Restore::TakeKeyboard()
+{
+    GiveKeyboard(cmbSerial);
 }
 
 void Restore::Close()

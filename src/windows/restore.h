@@ -46,6 +46,9 @@ public:
     /** Hides the dialog and enables the main window. */
     void Close();
 
+    /** The keyboard goes to the first field of the dialog, which has just been shown. */
+    void TakeKeyboard();
+
     /**
      * Reads one line of a partition-table file into `pd`. A line that doesn't begin with "/" leaves it as it is; a
      * field that the line lacks becomes an empty text.
@@ -73,6 +76,7 @@ private:
     [[nodiscard]] QStringList ChosenPartitions() const;
     [[nodiscard]] QStringList SwapPartitions() const;
     void RestoreImageSet(const QString& serial, const QString& date);
+    QString WhyNotStarted() const;
     void ShowAndRun(const QStringList& command);
     void ShowOutput(void (RestoreOutput::*append)(const QString&), const QString& text);
 

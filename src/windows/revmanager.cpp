@@ -162,6 +162,11 @@ bool RevManager::ConfirmFormat()
     return box.clickedButton() == format;
 }
 
+void RevManager::TakeKeyboard()
+{
+    GiveKeyboard(btnMount);
+}
+
 void RevManager::Close()
 {
     hide();

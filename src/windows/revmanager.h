@@ -32,6 +32,9 @@ public:
     /** Hides the dialog and enables the main window. */
     void Close();
 
+    /** The keyboard goes to the first field of the dialog, which has just been shown. */
+    void TakeKeyboard();
+
 public Q_SLOTS:
     /**
      * Prepares the dialog for one showing: mounts the REV disk if it isn't, and reads its usage.
