@@ -153,8 +153,8 @@ private Q_SLOTS:
         WriteFile(table, rev + root);
         int pipe[2];
         QCOMPARE(pipe2(pipe, O_NONBLOCK), 0);
-        const QByteArray rest(4096, '.');
-        while (full && write(pipe[1], rest.constData(), 4096) > 0) { }
+        const std::string rest(4096, '.');
+        while (full && write(pipe[1], rest.data(), rest.size()) > 0) { }
         fcntl(pipe[1], F_SETFL, 0);
         if (!reader)
             close(pipe[0]);
@@ -164,9 +164,9 @@ private Q_SLOTS:
         dup2(terminal, STDOUT_FILENO);
         QVERIFY(unmounted);
         QCOMPARE(ReadFile(table), root);
-        QByteArray echoed(4096, 0);
-        echoed.resize(reader ? static_cast<int>(read(pipe[0], echoed.data(), 4096)) : 0);
-        QCOMPARE(echoed == root, reader && !full);
+        std::string echoed(4096, '\0');
+        echoed.resize(reader ? read(pipe[0], echoed.data(), echoed.size()) : 0);
+        QCOMPARE(echoed == root.toStdString(), reader && !full);
         for (const int descriptor : {pipe[0], pipe[1], terminal})
             close(descriptor);
     }

@@ -92,7 +92,7 @@ bool Clone::CheckInput()
         return true;
     }
     ShowError(this, error);
-    //
+    GiveKeyboard(wrong);
     return false;
 }
 

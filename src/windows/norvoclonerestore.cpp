@@ -100,7 +100,7 @@ template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog)
     setEnabled(false);
     dialog->setEnabled(true);
     dialog->show();
-    //
+    dialog->TakeKeyboard();
 }
 
 void NorvoCloneRestore::btnClone_clicked()
@@ -135,7 +135,7 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
 /** The dialog lies within this window, which would hide it whole when it is clicked. */
 bool NorvoCloneRestore::event(QEvent* e)
 {
-    if (false && (e->type() == QEvent::WindowActivate || e->type() == QEvent::MouseButtonPress)) {
+    if (!isEnabled() && (e->type() == QEvent::WindowActivate || e->type() == QEvent::MouseButtonPress)) {
         if (QWidget* const open = OpenWindow()) {
             open->raise();
             Activate(open);
