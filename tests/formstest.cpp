@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QStyle>
 
+#include <algorithm>
 #include <clocale>
 
 class FormsTest : public QObject
@@ -54,24 +55,32 @@ private:
         return needed.width() <= room.width() && needed.height() <= room.height();
     }
 
-    /** Whether a text fits, and would not if its font were only a little larger. */
-    static bool IsShrunkAsNeeded(QWidget* widget, qreal points)
+    /** The widgets with a text that may have no room. */
+    static QList<QWidget*> Texts(const QWidget& form)
     {
-        if (!Fits(widget))
-            return false;
-        const QFont font = widget->font();
-        const qreal natural = widget->objectName() == "lblTitle" ? 36 : points;
-        if (font.stretch() == QFont::Unstretched && qFuzzyCompare(font.pointSizeF(), natural))
-            return true;
-        QFont larger = font;
-        larger.setStretch(QFont::Unstretched);
-        larger.setPointSizeF(qMin(natural, font.pointSizeF() + 1));
-        widget->setFont(larger);
-        const bool needed = !Fits(widget);
-        widget->setFont(font);
-        return needed;
+        QList<QWidget*> texts;
+        for (QWidget* widget : form.findChildren<QWidget*>()) {
+            const bool text = !widget->property("text").toString().isEmpty() || qobject_cast<QGroupBox*>(widget);
+            if (text || qobject_cast<QLineEdit*>(widget) || qobject_cast<QComboBox*>(widget))
+                texts.append(widget);
+        }
+        return texts;
     }
 
+    /** Whether it would not fit if its font were only a little larger. */
+    static bool IsTight(QWidget* widget)
+    {
+        const QFont font = widget->font();
+        QFont larger = font;
+        larger.setStretch(QFont::Unstretched);
+        larger.setPointSizeF(font.pointSizeF() + 1);
+        widget->setFont(larger);
+        const bool isTight = !Fits(widget);
+        widget->setFont(font);
+        return isTight;
+    }
+
+    /** All texts fit, are smaller by the same measure, and only as much as one of them needs. */
     template <class Form> static void CheckFonts()
     {
         Form form(nullptr, nullptr, Qt::Window);
@@ -82,11 +91,20 @@ private:
             font.setPointSize(points);
             QApplication::setFont(font);
             QApplication::processEvents();
-            for (QWidget* widget : form.template findChildren<QWidget*>()) {
-                const bool text = !widget->property("text").toString().isEmpty() || qobject_cast<QGroupBox*>(widget);
-                if (text || qobject_cast<QLineEdit*>(widget) || qobject_cast<QComboBox*>(widget))
-                    QVERIFY2(IsShrunkAsNeeded(widget, points), qPrintable(widget->objectName()));
+            const QList<QWidget*> texts = Texts(form);
+            QStringList measures;
+            for (const QWidget* widget : texts) {
+                QVERIFY2(Fits(widget), qPrintable(widget->objectName()));
+                const qreal natural = widget->objectName() == "lblTitle" ? 36 : points;
+                const int stretch = widget->font().stretch();
+                measures.append(QString("%1 %2")
+                                    .arg(widget->font().pointSizeF() / natural, 0, 'f', 2)
+                                    .arg(stretch == 0 ? int(QFont::Unstretched) : stretch));
             }
+            measures.removeDuplicates();
+            QCOMPARE(measures.size(), 1);
+            if (measures.first() != "1.00 100")
+                QVERIFY(std::any_of(texts.begin(), texts.end(), IsTight));
         }
         QApplication::setFont(before);
     }

@@ -12,7 +12,11 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QStyleOption>
+#include <QTextEdit>
 #include <QTreeWidget>
+
+#include <utility>
+#include <vector>
 
 namespace {
 constexpr int mostCondensed = 80;   ///< in percent of the font's width; beyond that a smaller font is read more easily
@@ -66,25 +70,46 @@ QSize RoomOf(QWidget* widget)
     return {0, 0};
 }
 
-void FitText(QWidget* widget, const QFont& formFont)
+/** How much smaller than it would be a text is shown. */
+struct Shrink
+{
+    int stretch = QFont::Unstretched; ///< in percent of the font's width
+    qreal size = 1;                   ///< of the font's points
+};
+
+/** The font that the widget was given when the form was built, or else the form's. */
+QFont NaturalFont(QWidget* widget, const QFont& formFont)
 {
     if (!widget->property(ownFont).isValid())
         widget->setProperty(ownFont, widget->testAttribute(Qt::WA_SetFont) ? widget->font() : QFont());
     // Taken from the form, not from the widget that this one lies in, which may have been given a smaller one.
     QFont font = widget->property(ownFont).value<QFont>().resolve(formFont);
-    int stretch = QFont::Unstretched;
-    font.setStretch(stretch);
     // Some desktops give their font's size in pixels.
     font.setPointSizeF(font.pointSizeF() > 0 ? font.pointSizeF() : QFontInfo(font).pointSizeF());
+    return font;
+}
+
+void Apply(QWidget* widget, QFont font, const Shrink& shrink)
+{
+    font.setStretch(shrink.stretch);
+    font.setPointSizeF(font.pointSizeF() * shrink.size);
     widget->setFont(font);
+}
+
+/** Makes the text smaller until the widget has room for it, beginning with what others need. */
+void FitText(QWidget* widget, const QFont& natural, Shrink& shrink)
+{
+    constexpr int narrower = 2;         // percent
+    constexpr qreal smaller = 1.0 / 64; // of its natural size
+    Apply(widget, natural, shrink);
     for (QSize room = RoomOf(widget); room.width() < 0 || room.height() < 0; room = RoomOf(widget)) {
-        if (room.width() < 0 && stretch > mostCondensed)
-            font.setStretch(stretch -= 2);
-        else if (font.pointSizeF() > smallestFont)
-            font.setPointSizeF(font.pointSizeF() - 0.25);
+        if (room.width() < 0 && shrink.stretch > mostCondensed)
+            shrink.stretch -= narrower;
+        else if (natural.pointSizeF() * (shrink.size - smaller) >= smallestFont)
+            shrink.size -= smaller;
         else
             return;
-        widget->setFont(font);
+        Apply(widget, natural, shrink);
     }
 }
 
@@ -112,10 +137,21 @@ void FitTexts(QWidget* form)
     static const QString name = QStringLiteral("textFitter");
     if (!form->findChild<QObject*>(name, Qt::FindDirectChildrenOnly))
         (new TextFitter(form))->setObjectName(name);
+    std::vector<std::pair<QWidget*, QFont>> texts;
+    Shrink shrink;
     const auto widgets = form->findChildren<QWidget*>();
     for (QWidget* widget : widgets) {
         const bool ofForm = widget->parentWidget() == form || qobject_cast<QGroupBox*>(widget->parentWidget());
-        if (ofForm && !widget->isWindow())
-            FitText(widget, form->font());
+        // A transcript scrolls, whatever its font.
+        if (ofForm && !widget->isWindow() && !qobject_cast<QTextEdit*>(widget)) {
+            texts.emplace_back(widget, NaturalFont(widget, form->font()));
+            FitText(widget, texts.back().second, shrink);
+        }
+    }
+    for (const auto& [widget, natural] : texts)
+        Apply(widget, natural, shrink);
+    for (const auto& [list, natural] : texts) { // columns are as wide as their texts
+        if (qobject_cast<QTreeWidget*>(list))
+            RoomOf(list);
     }
 }

@@ -7,8 +7,9 @@ class QWidget;
 
 /**
  * Fits the texts of a form into its widgets, now and whenever the form's font or style changes: the forms have fixed
- * positions, while the size of a text depends on the desktop's fonts. A text that has room is shown in the form's font,
- * or the one that its widget was given when the form was built; another one is condensed and made smaller, as far as
- * it takes. To be called again when a text or the list's contents have changed.
+ * positions, while the size of a text depends on the desktop's fonts. Texts are shown in the form's font, or the one
+ * that their widget was given when the form was built. Where one of them has no room, all are condensed and made
+ * smaller by the same measure, as far as that one takes: none is smaller than its neighbours. A transcript, which
+ * scrolls, keeps its font. To be called again when a text or the list's contents have changed.
  */
 void FitTexts(QWidget* form);
