@@ -346,12 +346,33 @@ private Q_SLOTS:
         for (const char* entry : {"restorePT hdc done 0", "restore hdc1 done 1", "restore hdc3 done 2"}) {
             ReportChannel command;
             command.Tell(Greeting(path) + "\n" + Entry(entry));
-            if (entry[7] == ' ') // before the last ones
+            if (entry[7] == 'P') // the others wait together
                 QTest::qWait(700);
         }
         itself.Tell(RunPlan::OverLine());
         QTest::qWait(700);
         QCOMPARE(titles, QStringList({"Restoring", "Restored:"}));
+    }
+
+    void writesTheDayForPeople_data()
+    {
+        QTest::addColumn<QString>("day");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("day") << "20260302"
+                             << "Restoring A 12, Montag, 2. März 2026";
+        QTest::newRow("no day") << "20260399"
+                                << "Restoring A 12, 20260399";
+    }
+
+    void writesTheDayForPeople()
+    {
+        QFETCH(QString, day);
+        QLocale::setDefault(QLocale(QLocale::German));
+        RunState run;
+        run.Take(program, Plan("plan 0 restore", "/mnt/rev/A 12/" + day.toStdString() + "/A 12_1_hdc.sf"), 1);
+        const QString title = Words::Title(run);
+        QLocale::setDefault(QLocale::c());
+        QTEST(title, "title");
     }
 
     void tellsOfAFullDisk()

@@ -10,7 +10,7 @@
 
 RunAnnouncement::RunAnnouncement(bool isClone, const QString& serial, const QString& date)
 {
-    constexpr int often = 250; // milliseconds between two looks whether there is a new window
+    constexpr int often = 100; // milliseconds between two looks whether there is a new window
     plan.isClone = isClone;
     plan.table = ImageStore::PartitionTablePath(serial, date).toStdString();
     plan.began = TimeStamp();
