@@ -15,3 +15,12 @@ inline uint64_t LittleEndian(const std::string& bytes, size_t place, unsigned si
         number = number << 8 | static_cast<unsigned char>(bytes[place + i - 1]);
     return number;
 }
+
+/** The other way. */
+inline std::string ToLittleEndian(uint64_t number, unsigned size)
+{
+    std::string bytes;
+    for (unsigned i = 0; i < size; ++i, number >>= 8)
+        bytes += static_cast<char>(number & 0xff);
+    return bytes;
+}

@@ -12,6 +12,8 @@ class Sha256
 public:
     Sha256();
     ~Sha256();
+    Sha256(Sha256&&) noexcept = default;
+    Sha256& operator=(Sha256&&) noexcept = default;
 
     void Add(const void* data, size_t size);
 

@@ -4,7 +4,10 @@
 #pragma once
 
 #include "spaceaccount.h"
+#include "twins.h"
 #include "volumereader.h"
+
+#include <vector>
 
 // What each kind of file system says of its space. All throw NoAccount where that can't be read whole, or contradicts
 // itself: then no map of used blocks is to be trusted.
@@ -17,3 +20,6 @@ SpaceAccount AccountOfExt(const VolumeReader& volume);
 SpaceAccount AccountOfXfs(const VolumeReader& volume);
 SpaceAccount AccountOfBtrfs(const VolumeReader& volume);
 SpaceAccount AccountOfF2fs(const VolumeReader& volume);
+
+/** The two copies of a FAT, where each change is made in both. */
+std::vector<Twins> TwinsOfFat(const VolumeReader& volume);

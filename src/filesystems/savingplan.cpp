@@ -14,21 +14,22 @@ struct Kind
 {
     const char* variant; ///< of partclone
     std::string (*judge)(const Device& device);
-    SpaceAccount (*account)(const VolumeReader& volume); ///< null where there is none yet
+    SpaceAccount (*account)(const VolumeReader& volume) = nullptr;     ///< null where there is none yet
+    std::vector<Twins> (*twins)(const VolumeReader& volume) = nullptr; ///< null where nothing is kept twice
 };
 
 /** By the names that libblkid has for them. */
 const std::map<std::string, Kind> kinds = {
-    {"ext2", {"extfs", JudgeExt, nullptr}},
-    {"ext3", {"extfs", JudgeExt, nullptr}},
-    {"ext4", {"extfs", JudgeExt, nullptr}},
-    {"xfs", {"xfs", JudgeXfs, nullptr}},
-    {"btrfs", {"btrfs", JudgeBtrfs, nullptr}},
-    {"f2fs", {"f2fs", JudgeF2fs, nullptr}},
-    {"ntfs", {"ntfs", JudgeNtfs, nullptr}},
-    {"vfat", {"fat", JudgeFat, nullptr}},
-    {"exfat", {"exfat", JudgeExfat, nullptr}},
-    {"hfsplus", {"hfsplus", JudgeHfsPlus, nullptr}},
+    {"ext2", {"extfs", JudgeExt}},
+    {"ext3", {"extfs", JudgeExt}},
+    {"ext4", {"extfs", JudgeExt}},
+    {"xfs", {"xfs", JudgeXfs}},
+    {"btrfs", {"btrfs", JudgeBtrfs}},
+    {"f2fs", {"f2fs", JudgeF2fs}},
+    {"ntfs", {"ntfs", JudgeNtfs}},
+    {"vfat", {"fat", JudgeFat, AccountOfFat, TwinsOfFat}},
+    {"exfat", {"exfat", JudgeExfat}},
+    {"hfsplus", {"hfsplus", JudgeHfsPlus}},
 };
 
 std::string WhyAllBlocks(const Device& device, const std::string& type)
@@ -45,12 +46,24 @@ std::string WhyAllBlocks(const Device& device, const std::string& type)
 SavingPlan PlanSaving(const Device& device, const std::string& type)
 {
     SavingPlan plan;
-    const std::string reason = WhyAllBlocks(device, type);
-    if (reason.empty()) {
-        plan.variant = kinds.at(type).variant;
-        plan.account = kinds.at(type).account;
-    } else {
-        plan.state = reason + ", all blocks";
+    const auto kind = kinds.find(type);
+    if (kind != kinds.end()) {
+        plan.account = kind->second.account;
+        plan.twins = kind->second.twins;
     }
+    const std::string reason = WhyAllBlocks(device, type);
+    if (reason.empty())
+        plan.variant = kind->second.variant;
+    else
+        plan.state = reason + ", all blocks";
     return plan;
+}
+
+std::vector<Twins> SavingPlan::FindTwins(const Device& device) const
+{
+    try {
+        return twins != nullptr ? twins(VolumeReader(device.path)) : std::vector<Twins>();
+    } catch (const NoAccount&) {
+        return {};
+    }
 }

@@ -5,8 +5,10 @@
 
 #include "accounts.h"
 #include "device.h"
+#include "twins.h"
 
 #include <string>
+#include <vector>
 
 /** How the blocks of a partition are saved. */
 struct SavingPlan
@@ -14,6 +16,10 @@ struct SavingPlan
     std::string variant;         ///< the partclone.VARIANT that reads its used blocks; empty where all blocks are saved
     std::string state = "clean"; ///< what the record says: why all blocks are saved where they are
     SpaceAccount (*account)(const VolumeReader& volume) = nullptr; ///< what partclone's map is held against; or none
+    std::vector<Twins> (*twins)(const VolumeReader& volume) = nullptr;
+
+    /** What the file system keeps twice; nothing where that can't be told. */
+    [[nodiscard]] std::vector<Twins> FindTwins(const Device& device) const;
 };
 
 /**

@@ -39,3 +39,11 @@ uint64_t SpaceAccount::UsedBlocks() const
 {
     return static_cast<uint64_t>(std::count(used.begin(), used.end(), true));
 }
+
+uint64_t SpaceAccount::Lacking(const std::function<bool(uint64_t offset, uint64_t size)>& has) const
+{
+    uint64_t lacking = 0;
+    for (uint64_t block = 0; block < used.size(); ++block)
+        lacking += used[block] && !has(block * blockBytes, blockBytes) ? 1 : 0;
+    return lacking;
+}

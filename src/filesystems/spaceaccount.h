@@ -6,6 +6,7 @@
 #include "device.h"
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -44,6 +45,9 @@ public:
         return used.size();
     }
     [[nodiscard]] uint64_t UsedBlocks() const;
+
+    /** How many of the used blocks another one's list lacks; that is asked by offset and size in bytes. */
+    [[nodiscard]] uint64_t Lacking(const std::function<bool(uint64_t offset, uint64_t size)>& has) const;
 
 private:
     void Check(uint64_t first, uint64_t count) const;

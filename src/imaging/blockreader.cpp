@@ -7,6 +7,7 @@
 #include "process.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -17,17 +18,16 @@ namespace {
 constexpr uint64_t most = 1U << 20;
 } // namespace
 
-BlockReader::BlockReader(const Device& device, const ImageHeader& header, std::string_view bits, uint64_t done)
+BlockReader::BlockReader(const Device& device, std::vector<Twins> twins)
     : node(Descriptor::Open(device.path, O_RDONLY))
     , directNode(Descriptor::Open(device.path, O_RDONLY | O_DIRECT))
     , deviceBytes(device.bytes)
     , sectorBytes(device.sectorBytes)
-    , used(header, bits)
+    , twins(std::move(twins))
 {
-    while (done > 0) {
-        const uint64_t passed = used.Next(done).size;
-        done = passed > 0 ? done - passed : 0;
-    }
+    if (!node)
+        throw SystemFailure(ExitStatus::Failed, device.path + ": cannot be read", errno);
+    posix_fadvise(node.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
 void BlockReader::NoteBad(uint64_t offset, size_t size)
@@ -38,23 +38,49 @@ void BlockReader::NoteBad(uint64_t offset, size_t size)
         bad.emplace_back(offset, size);
 }
 
-void BlockReader::ReadSectors(char* bytes, uint64_t offset, size_t size)
+/** Bytes that lie in one sector. */
+bool BlockReader::ReadSector(char* bytes, uint64_t offset, size_t size)
 {
     const std::unique_ptr<void, void (*)(void*)> sector(aligned_alloc(4096, std::max(4096U, sectorBytes)), free);
+    const uint64_t first = offset - offset % sectorBytes;
+    ssize_t got = directNode ? ReadAt(directNode.Get(), sector.get(), sectorBytes, first) : -1;
+    if (got < 0)
+        got = ReadAt(node.Get(), sector.get(), sectorBytes, first);
+    if (got < static_cast<ssize_t>(offset - first + size))
+        return false;
+    memcpy(bytes, static_cast<char*>(sector.get()) + (offset - first), size);
+    return true;
+}
+
+/** The same, of a sector that can't be read; on a disk of large sectors the twin may lie across two of them. */
+bool BlockReader::ReadTwin(char* bytes, uint64_t offset, size_t size)
+{
+    for (const Twins& pair : twins) {
+        for (const auto& [from, to] : {std::pair(pair.first, pair.second), std::pair(pair.second, pair.first)}) {
+            if (offset < from || offset - from >= pair.bytes || size > pair.bytes - (offset - from))
+                continue;
+            const uint64_t twin = to + (offset - from);
+            const size_t part = std::min<uint64_t>(size, sectorBytes - twin % sectorBytes);
+            if (ReadSector(bytes, twin, part) && (part == size || ReadSector(bytes + part, twin + part, size - part)))
+                return true;
+        }
+    }
+    return false;
+}
+
+void BlockReader::ReadSectors(char* bytes, uint64_t offset, size_t size)
+{
     for (size_t done = 0; done < size;) {
         StopRequest::Check();
-        const uint64_t place = offset + done;
-        const uint64_t first = place - place % sectorBytes;
-        const size_t count = std::min<uint64_t>(size - done, first + sectorBytes - place);
-        ssize_t got = directNode ? ReadAt(directNode.Get(), sector.get(), sectorBytes, first) : -1;
-        if (got < 0)
-            got = ReadAt(node.Get(), sector.get(), sectorBytes, first);
-        if (got >= static_cast<ssize_t>(place - first + count)) {
-            memcpy(bytes + done, static_cast<char*>(sector.get()) + (place - first), count);
-        } else {
-            memset(bytes + done, 0, count);
-            if (place < deviceBytes)
-                NoteBad(place, count);
+        const uint64_t begin = offset + done;
+        const size_t count = std::min<uint64_t>(size - done, sectorBytes - begin % sectorBytes);
+        if (!ReadSector(bytes + done, begin, count)) {
+            if (ReadTwin(bytes + done, begin, count)) {
+                fromTwins += count;
+            } else {
+                memset(bytes + done, 0, count);
+                NoteBad(begin, count);
+            }
         }
         done += count;
     }
@@ -63,9 +89,9 @@ void BlockReader::ReadSectors(char* bytes, uint64_t offset, size_t size)
 std::string BlockReader::Next()
 {
     StopRequest::Check();
-    const Extent extent = used.Next(most);
-    std::string bytes(extent.size, '\0');
-    if (ReadAt(node.Get(), bytes.data(), bytes.size(), extent.offset) != static_cast<ssize_t>(bytes.size()))
-        ReadSectors(bytes.data(), extent.offset, bytes.size());
+    std::string bytes(std::min(most, deviceBytes - place), '\0');
+    if (ReadAt(node.Get(), bytes.data(), bytes.size(), place) != static_cast<ssize_t>(bytes.size()))
+        ReadSectors(bytes.data(), place, bytes.size());
+    place += bytes.size();
     return bytes;
 }

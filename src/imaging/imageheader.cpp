@@ -5,11 +5,53 @@
 
 #include "littleendian.h"
 
-#include <cstring>
+#include <array>
+#include <string_view>
 
 namespace {
 constexpr char magic[] = "partclone-image"; // with its terminating zero
+constexpr uint64_t largestBlock = 4096;
+
+/** CRC-32 as the format has it: without the inversion at the end. Four bytes, the lowest first. */
+std::string Crc(std::string_view bytes)
+{
+    std::array<uint32_t, 256> table = {};
+    for (uint32_t i = 0; i < table.size(); ++i) {
+        table[i] = i;
+        for (int bit = 0; bit < 8; ++bit)
+            table[i] = table[i] >> 1 ^ ((table[i] & 1) != 0 ? 0xedb88320 : 0);
+    }
+    uint32_t crc = 0xffffffff;
+    for (const char byte : bytes)
+        crc = table[(crc ^ static_cast<unsigned char>(byte)) & 0xff] ^ crc >> 8;
+    return ToLittleEndian(crc, 4);
+}
+
+std::string Field(std::string text, size_t size)
+{
+    text.resize(size);
+    return text;
+}
 } // namespace
+
+std::string ImageHeader::OfAllBlocks(uint64_t deviceBytes)
+{
+    uint64_t blockBytes = largestBlock;
+    while (deviceBytes % blockBytes != 0)
+        blockBytes /= 2;
+    const uint64_t blocks = deviceBytes / blockBytes;
+    std::string head = Field(magic, 16);
+    head += Field("norvo", 14) + "0002" + "\xde\xc0"; // who wrote it, the format, the order of bytes
+    head += Field("raw", 16) + ToLittleEndian(deviceBytes, 8);
+    for (int i = 0; i < 3; ++i)
+        head += ToLittleEndian(blocks, 8); // in all, in use, in the image
+    head += ToLittleEndian(blockBytes, 4);
+    // Size and version of these, bits of the processor; no checksums; a bit for each block.
+    head += ToLittleEndian(18, 4) + ToLittleEndian(2, 2) + ToLittleEndian(64, 2) + Field("", 8) + "\1\1";
+    head += Crc(head);
+    const std::string bits((blocks + 7) / 8, '\xff');
+    return head + bits + Crc(bits);
+}
 
 std::optional<ImageHeader> ImageHeader::Parse(const std::string& bytes)
 {

@@ -39,6 +39,16 @@ struct ImageHeader
         return uint64_t{checksumBlocks} * blockBytes;
     }
 
+    /** Whether what the image holds finds room on a partition of so many bytes; if not, it can't be written back. */
+    [[nodiscard]] bool Fits(uint64_t partitionBytes) const
+    {
+        return deviceBytes <= partitionBytes && DataBytes() <= partitionBytes;
+    }
+
+    /** Header, bits and their CRC of an image that holds all of a partition's bytes, as the imaging tool writes them.
+     */
+    static std::string OfAllBlocks(uint64_t deviceBytes);
+
     /** Nothing when it is no image, or one of another format. */
     static std::optional<ImageHeader> Parse(const std::string& bytes);
 };

@@ -7,25 +7,55 @@
 #include "process.h"
 #include "relay.h"
 
+#include <optional>
+
 #include <unistd.h>
+
+namespace {
+/** Why these are no image of the partition; empty where they are. */
+std::string WriteUsedBlocks(const Device& partition, const SavingPlan& plan, StoreFile& file)
+{
+    try {
+        std::optional<SpaceAccount> account;
+        if (plan.account != nullptr)
+            account = plan.account(VolumeReader(partition.path));
+        Relay(partition, plan.variant, account ? &*account : nullptr, file).Run();
+        return {};
+    } catch (const NoAccount& none) {
+        return std::string("its own account of its space is in doubt: ") + none.what();
+    } catch (const Unreadable& unreadable) {
+        return unreadable.reason;
+    }
+}
+
+void WriteAllBlocks(const Device& partition, const SavingPlan& plan, StoreFile& file, ImageRecord& record)
+{
+    BlockReader reader(partition, plan.FindTwins(partition));
+    Relay(partition, reader, file).Run();
+    record.bad = reader.bad;
+    // One place, as large as all there is to save: the disk is gone rather than bad.
+    if (record.bad.size() == 1 && record.bad.front().second >= partition.bytes)
+        throw Failure(ExitStatus::Failed, partition.path + ": nothing of it can be read; is the disk connected?");
+    if (reader.fromTwins == 0)
+        return;
+    const std::string bytes = std::to_string(reader.fromTwins) + " bytes";
+    record.state += "; " + bytes + " of one FAT are those of the other";
+    Warn(partition.path + ": " + bytes
+        + " of one FAT cannot be read, the disk has bad sectors; those of the other FAT are saved in their place");
+}
+} // namespace
 
 void WriteImage(const Device& partition, const SavingPlan& plan, StoreFile& file, ImageRecord& record)
 {
     record.state = plan.state;
-    std::string variant = plan.variant.empty() ? "imager" : plan.variant;
-    for (;;) {
-        try {
-            Relay relay(partition, variant, file);
-            relay.Run();
-            record.bad = relay.bad;
+    if (!plan.variant.empty()) {
+        const std::string reason = WriteUsedBlocks(partition, plan, file);
+        if (reason.empty())
             return;
-        } catch (const Unreadable& unreadable) {
-            if (variant == "imager")
-                throw Failure(ExitStatus::Failed, partition.path + ": cannot be read: " + unreadable.reason);
-            variant = "imager";
-            record.state = unreadable.reason + ", all blocks";
-        }
+        record.state = reason + ", all blocks";
+        file.StartOver();
     }
+    WriteAllBlocks(partition, plan, file, record);
 }
 
 void WriteExtendedNote(StoreFile& file)

@@ -10,8 +10,9 @@
 /**
  * Writes the image of a partition, compressed with bzip2, to `file`. Sets `record.state` and `record.bad`.
  *
- * What partclone can't read as the plan says, it reads as a whole, used blocks or not, and the state tells why; where
- * the disk can't be read, zeros are saved. A Failure otherwise; throws NoRoom and Interrupted.
+ * partclone's map of used blocks is held against the file system's own account. Where that has more, where either can't
+ * be had or a block can't be read, all blocks are read here, used or not, and the state tells why; where the disk can't
+ * be read, zeros are saved. A Failure otherwise; throws NoRoom and Interrupted.
  */
 void WriteImage(const Device& partition, const SavingPlan& plan, StoreFile& file, ImageRecord& record);
 

@@ -43,12 +43,25 @@ bool WouldBlock()
 }
 } // namespace
 
-Relay::Relay(const Device& partition, const std::string& variant, StoreFile& file)
+Relay::Relay(const Device& partition, const std::string& variant, const SpaceAccount* account, StoreFile& file)
     : partition(partition)
     , file(file)
+    , account(account)
     , buffer(piece)
 {
     StartImager(variant);
+}
+
+Relay::Relay(const Device& partition, BlockReader& reader, StoreFile& file)
+    : partition(partition)
+    , file(file)
+    , head(ImageHeader::OfAllBlocks(partition.bytes))
+    , header(ImageHeader::Parse(head))
+    , pending(head)
+    , reader(&reader)
+    , buffer(piece)
+{
+    StartCompressor();
 }
 
 void Relay::StartImager(const std::string& variant)
@@ -91,23 +104,17 @@ void Relay::Run()
     sink.Close();
     file.Complete();
     // partclone has given all blocks: it takes a rest of up to a second now, and would then sync a pipe.
-    if (header && relayed == header->DataBytes())
+    if (!reader && relayed == header->DataBytes())
         pipeline.Dismiss(0);
     const std::vector<StageEnd> ends = pipeline.Finish();
-    if (!ends[1].Succeeded())
-        throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends[1].LastWords());
-    if (!ends[0].Succeeded() && !reader)
+    if (!ends.back().Succeeded())
+        throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 failed: " + ends.back().LastWords());
+    if (!ends.front().Succeeded())
         throw Failure(ExitStatus::Failed, partition.path + ": " + ends[0].name + " failed: " + ends[0].LastWords());
     if (file.Size() == 0)
         throw Failure(ExitStatus::Failed, partition.path + ": lbzip2 has written nothing");
-    if (!header || relayed != header->DataBytes())
+    if (relayed != header->DataBytes())
         throw Failure(ExitStatus::Failed, partition.path + ": the image did not become whole");
-    if (!reader)
-        return;
-    bad = reader->bad;
-    // One place, as large as all there is to save: the disk is gone rather than bad.
-    if (bad.size() == 1 && bad.front().second >= header->DataBytes())
-        throw Failure(ExitStatus::Failed, partition.path + ": nothing of it can be read; is the disk connected?");
 }
 
 /** One wait, and whatever can be done after it. What is ready already isn't waited for, or the wait would not wait. */
@@ -151,8 +158,26 @@ void Relay::TakeHead()
         head.reserve(header->DataOffset()); // a large disk's bits are kept once only
     }
     if (HeadComplete()) {
+        JudgeMap();
         StartCompressor();
         pending = head;
+    }
+}
+
+/** Before anything of it is written: an image that lacks what is in use, or can't be written back, is none. */
+void Relay::JudgeMap() const
+{
+    if (!header->Fits(partition.bytes))
+        throw Unreadable("it counts more space than its partition has");
+    if (account == nullptr)
+        return;
+    const UsedBlocks map(*header, std::string_view(head).substr(ImageHeader::length));
+    const uint64_t lacking = account->Lacking([&map](uint64_t offset, uint64_t size) {
+        return map.Cover({offset, size});
+    });
+    if (lacking > 0) {
+        throw Unreadable("partclone's map lacks " + std::to_string(lacking) + " of the "
+            + std::to_string(account->UsedBlocks()) + " blocks in use by its own account");
     }
 }
 
@@ -182,8 +207,6 @@ void Relay::GiveOut()
     const ssize_t count = write(sink.Get(), pending.data(), pending.size());
     if (count > 0) {
         pending.remove_prefix(count);
-        if (reader)
-            relayed += count;
     } else if (!WouldBlock()) {
         sink.Close();
         source.Close();
@@ -193,31 +216,25 @@ void Relay::GiveOut()
     sinkReady = false;
     if (!pending.empty())
         return;
-    if (reader) {
+    if (reader != nullptr) {
         block = reader->Next();
         pending = block;
+        relayed += block.size();
     }
-    if (pending.empty() && (reader || relayed == header->DataBytes())) {
+    if (pending.empty() && relayed == header->DataBytes()) {
         sink.Close();
         source.Close();
     }
 }
 
-/** partclone has stopped before the end of the blocks: they are read in its place. */
+/** partclone has stopped before the end of the blocks. */
 void Relay::SourceEnded()
 {
     source.Close();
     const StageEnd& end = pipeline.WaitFor(0);
     if (WIFSIGNALED(end.status))
         throw Failure(ExitStatus::Failed, partition.path + ": " + end.LastWords());
-    if (!HeadComplete())
-        throw Unreadable(end.name + ": " + end.LastWords());
-    reader = std::make_unique<BlockReader>(
-        partition, *header, std::string_view(head).substr(ImageHeader::length), relayed);
-    block = reader->Next();
-    pending = block;
-    if (pending.empty())
-        sink.Close();
+    throw Unreadable(end.name + ": " + end.LastWords());
 }
 
 void Relay::TakeCompressed()

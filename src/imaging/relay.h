@@ -7,17 +7,18 @@
 #include "device.h"
 #include "imageheader.h"
 #include "process.h"
+#include "spaceaccount.h"
 #include "storefile.h"
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-/** partclone can't read the partition in this way, and has not got as far as its blocks. */
+/** The used blocks alone are no image of the partition, or partclone has not read them all: all blocks are to be saved.
+ */
 class Unreadable
 {
 public:
@@ -29,19 +30,28 @@ public:
     std::string reason;
 };
 
-/** The work between partclone and the file: its stream goes on to the compressor, whose stream goes into the file. */
+/**
+ * The work between what reads the partition and the file: the stream goes on to the compressor, whose stream goes into
+ * the file.
+ */
 class Relay
 {
 public:
-    Relay(const Device& partition, const std::string& variant, StoreFile& file);
+    /**
+     * partclone reads the used blocks.
+     * @param account whose used blocks the map of partclone must have; null where there is none. To outlive this object
+     */
+    Relay(const Device& partition, const std::string& variant, const SpaceAccount* account, StoreFile& file);
 
-    /** To the end of the image. Throws Unreadable. */
+    /** All blocks, from a reader that is to outlive this object. */
+    Relay(const Device& partition, BlockReader& reader, StoreFile& file);
+
+    /** To the end of the image. Throws Unreadable where partclone reads. */
     void Run();
-
-    std::vector<std::pair<uint64_t, uint64_t>> bad;
 
 private:
     void StartImager(const std::string& variant);
+    void JudgeMap() const;
     void StartCompressor();
     void Step();
     void TakeHead();
@@ -62,11 +72,12 @@ private:
     Descriptor compressed; ///< what the compressor writes
     bool sourceReady = false;
     bool sinkReady = false;
-    std::string head; ///< header and bits, kept for the case that a block can't be read
+    std::string head; ///< header, bits and their CRC
     std::optional<ImageHeader> header;
     std::string_view pending; ///< to be given to the compressor: of the head or of `block`
     std::string block;
-    uint64_t relayed = 0;                ///< bytes of blocks
-    std::unique_ptr<BlockReader> reader; ///< in partclone's place, when that has given up
+    uint64_t relayed = 0; ///< bytes of blocks
+    const SpaceAccount* account = nullptr;
+    BlockReader* reader = nullptr; ///< in partclone's place
     std::vector<char> buffer;
 };

@@ -65,6 +65,18 @@ void StoreFile::Write(const void* data, size_t count)
     }
 }
 
+void StoreFile::StartOver()
+{
+    readBack.reset();
+    if (ftruncate(file.Get(), 0) != 0 || lseek(file.Get(), 0, SEEK_SET) != 0)
+        Fail("cannot be written", errno);
+    size = 0;
+    hash = Sha256();
+    checksum = Checksum();
+    full = false;
+    readBack = std::make_unique<ReadBack>(file.Get());
+}
+
 void StoreFile::Complete()
 {
     if (!complete && !full)

@@ -39,6 +39,9 @@ public:
     /** Throws NoRoom where the medium is full, another Failure on other errors. */
     void Write(const void* data, size_t size);
 
+    /** What was written so far is given up, and the file is empty again. Before Complete(). */
+    void StartOver();
+
     /** All is written: the rest goes to the medium and is read back while the caller does something else. */
     void Complete();
 

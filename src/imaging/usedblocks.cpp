@@ -17,6 +17,16 @@ bool UsedBlocks::IsUsed(uint64_t number) const
     return (static_cast<unsigned char>(bits[number / 8]) >> (number % 8) & 1) != 0;
 }
 
+bool UsedBlocks::Cover(Extent extent) const
+{
+    const uint64_t end = extent.End() / blockBytes + (extent.End() % blockBytes != 0 ? 1 : 0);
+    for (uint64_t number = extent.offset / blockBytes; number < end; ++number) {
+        if (number >= blocks || !IsUsed(number))
+            return false;
+    }
+    return true;
+}
+
 Extent UsedBlocks::Next(uint64_t most)
 {
     while (block < blocks && !IsUsed(block))

@@ -29,6 +29,9 @@ public:
     /** Where the next bytes of them stand on the partition, at most `most`; none, of size 0, at the end. */
     Extent Next(uint64_t most);
 
+    /** Whether all blocks are used that these bytes of the partition lie in. */
+    [[nodiscard]] bool Cover(Extent extent) const;
+
 private:
     [[nodiscard]] bool IsUsed(uint64_t number) const;
 
