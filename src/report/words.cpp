@@ -154,9 +154,8 @@ QString Unfinished(const Outcome& outcome, bool isClone)
 QString Words::Title(const RunState& run)
 {
     const std::filesystem::path folder = std::filesystem::path(run.TablePath()).parent_path();
-    const QString date = Day(Text(folder.filename()));
-    const QString serial = Text(folder.parent_path().filename());
-    return run.IsClone() ? i18n("Cloning %1, %2", serial, date) : i18n("Restoring %1, %2", serial, date);
+    const QString serial = Text(folder.parent_path().filename()), day = Day(Text(folder.filename()));
+    return run.IsClone() ? i18n("Cloning %1, %2", serial, day) : i18n("Restoring %1, %2", serial, day);
 }
 
 QString Words::Disk(const RunState& run)
