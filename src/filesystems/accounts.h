@@ -19,7 +19,6 @@ SpaceAccount AccountOfHfsPlus(const VolumeReader& volume);
 SpaceAccount AccountOfExt(const VolumeReader& volume);
 SpaceAccount AccountOfXfs(const VolumeReader& volume);
 SpaceAccount AccountOfBtrfs(const VolumeReader& volume);
-SpaceAccount AccountOfF2fs(const VolumeReader& volume);
 
 /** The two copies of a FAT, where each change is made in both. */
 std::vector<Twins> TwinsOfFat(const VolumeReader& volume);

@@ -55,6 +55,9 @@ std::string JudgeExt(const Device& device)
 /** No library tells the state of the log; "log tail: 2 head: 2 state: <CLEAN>" is how xfsprogs puts it. */
 std::string JudgeXfs(const Device& device)
 {
+    const Numbers superblock(device);
+    if (superblock.At(48, 8) == 0 || superblock.At(16, 8) != 0)
+        return severalDevices; // its log is on another one, or it has a realtime area there
     std::string text;
     const StageEnd end = RunProgram({"xfs_logprint", "-t", device.path}, &text);
     if (text.find("<CLEAN>") != std::string::npos)

@@ -20,11 +20,11 @@ struct Kind
 
 /** By the names that libblkid has for them. */
 const std::map<std::string, Kind> kinds = {
-    {"ext2", {"extfs", JudgeExt}},
-    {"ext3", {"extfs", JudgeExt}},
-    {"ext4", {"extfs", JudgeExt}},
-    {"xfs", {"xfs", JudgeXfs}},
-    {"btrfs", {"btrfs", JudgeBtrfs}},
+    {"ext2", {"extfs", JudgeExt, AccountOfExt}},
+    {"ext3", {"extfs", JudgeExt, AccountOfExt}},
+    {"ext4", {"extfs", JudgeExt, AccountOfExt}},
+    {"xfs", {"xfs", JudgeXfs, AccountOfXfs}},
+    {"btrfs", {"btrfs", JudgeBtrfs, AccountOfBtrfs}},
     {"f2fs", {"f2fs", JudgeF2fs}},
     {"ntfs", {"ntfs", JudgeNtfs}},
     {"vfat", {"fat", JudgeFat, AccountOfFat, TwinsOfFat}},
