@@ -77,9 +77,16 @@ private Q_SLOTS:
         row((image + runs + "{ line done $h; c=norvoClonePT p1=hdc; line begun; } >hdc.run").c_str(), "hdc1 missing");
         row((image + runs + "{ line failed; line done $h; c=x; line failed; } >hdc.run").c_str(), "");
         row((image + runs + "{ line done 0; line failed; } >hdc.run").c_str(), "");
-        row("printf x | lbzip2 >hdc1.bz2.000; h=$(sha256sum <hdc1.bz2.000); s=$(stat -c %s hdc1.bz2.000); "
-            "sed -i \"s/^bytes .*/bytes $s/; s/^sha256 .*/sha256 ${h%% *}/\" hdc1.bz2.sum",
-            "hdc1 damaged", true);
+        // Images that are no good, with records that fit.
+        const std::string plain = "lbzip2 -dc hdc1.bz2.000 >x; ";
+        const std::string packed = "; lbzip2 -c x >hdc1.bz2.000; rm x; h=$(sha256sum <hdc1.bz2.000); "
+                                   "s=$(stat -c %s hdc1.bz2.000); sed -i \"s/^bytes .*/bytes $s/; s/^sha256 .*/sha256 "
+                                   "${h%% *}/\" hdc1.bz2.sum";
+        const std::string change = plain + "printf '\\377\\377\\377' | dd conv=notrunc bs=1 of=x seek=";
+        row((plain + "truncate -s -9 x" + packed).c_str(), "hdc1 damaged", true);
+        row((plain + "printf x >x" + packed).c_str(), "hdc1 damaged");
+        row((change + "52" + packed).c_str(), "hdc1 damaged"); // bytes of the partition that it was made from
+        row((change + "84" + packed).c_str(), "hdc1 damaged"); // of a block
         QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
                                  << false;
         QTest::newRow("foreign, exchanged")

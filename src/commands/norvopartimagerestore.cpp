@@ -84,10 +84,10 @@ void RefuseUnfit(const Device& partition, const TableLine& line, const std::stri
         throw Failure(
             ExitStatus::Refused, partition.path + " is an extended partition; an image in it would break the table");
     RefuseUse(partition, Access::Write);
-    if (header->deviceBytes > partition.bytes) {
+    if (!header->Fits(partition.bytes)) {
         throw Failure(ExitStatus::Refused,
             partition.path + " is too small: it has " + std::to_string(partition.bytes) + " bytes, the image needs "
-                + std::to_string(header->deviceBytes));
+                + std::to_string(header->NeededBytes()));
     }
 }
 

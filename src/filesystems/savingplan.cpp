@@ -26,10 +26,10 @@ const std::map<std::string, Kind> kinds = {
     {"xfs", {"xfs", JudgeXfs, AccountOfXfs}},
     {"btrfs", {"btrfs", JudgeBtrfs, AccountOfBtrfs}},
     {"f2fs", {"f2fs", JudgeF2fs}},
-    {"ntfs", {"ntfs", JudgeNtfs}},
+    {"ntfs", {"ntfs", JudgeNtfs, AccountOfNtfs}},
     {"vfat", {"fat", JudgeFat, AccountOfFat, TwinsOfFat}},
-    {"exfat", {"exfat", JudgeExfat}},
-    {"hfsplus", {"hfsplus", JudgeHfsPlus}},
+    {"exfat", {"exfat", JudgeExfat, AccountOfExfat}},
+    {"hfsplus", {"hfsplus", JudgeHfsPlus, AccountOfHfsPlus}},
 };
 
 std::string WhyAllBlocks(const Device& device, const std::string& type)

@@ -35,6 +35,17 @@ void SpaceAccount::Release(uint64_t first, uint64_t count)
     std::fill_n(used.begin() + static_cast<ptrdiff_t>(first), count, false);
 }
 
+void SpaceAccount::UseMarked(const std::string& bits, uint64_t number, uint64_t count, uint64_t first, uint64_t inEach)
+{
+    for (const char byte : bits) {
+        for (unsigned bit = 0; byte != 0 && bit < 8 && number + bit < count; ++bit) {
+            if ((static_cast<unsigned char>(byte) >> bit & 1) != 0)
+                Use(first + (number + bit) * inEach, inEach);
+        }
+        number += 8;
+    }
+}
+
 uint64_t SpaceAccount::UsedBlocks() const
 {
     return static_cast<uint64_t>(std::count(used.begin(), used.end(), true));

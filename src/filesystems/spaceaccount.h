@@ -31,6 +31,14 @@ public:
     /** The same. */
     void Release(uint64_t first, uint64_t count);
 
+    /**
+     * Uses what is marked in a list of bits, the lowest of a byte first.
+     * @param bits the first one is that of the list's number `number`; those from number `count` on mean nothing
+     * @param first where the blocks of number 0 begin
+     * @param inEach so many blocks belong to a bit
+     */
+    void UseMarked(const std::string& bits, uint64_t number, uint64_t count, uint64_t first = 0, uint64_t inEach = 1);
+
     /** Of a block beyond the end: false. */
     [[nodiscard]] bool IsUsed(uint64_t block) const
     {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,10 +40,14 @@ struct ImageHeader
         return uint64_t{checksumBlocks} * blockBytes;
     }
 
-    /** Whether what the image holds finds room on a partition of so many bytes; if not, it can't be written back. */
+    /** How many bytes a partition must have for the image to be written back. */
+    [[nodiscard]] uint64_t NeededBytes() const
+    {
+        return std::max(deviceBytes, DataBytes());
+    }
     [[nodiscard]] bool Fits(uint64_t partitionBytes) const
     {
-        return deviceBytes <= partitionBytes && DataBytes() <= partitionBytes;
+        return NeededBytes() <= partitionBytes;
     }
 
     /** Header, bits and their CRC of an image that holds all of a partition's bytes, as the imaging tool writes them.

@@ -202,8 +202,9 @@ private:
             part.verdict = Verdict::Unrecorded;
         else
             Need(part, files.Record()); // its run has left one
+        const std::string head = CheckHead(volumes, line);
         if (deep || part.verdict == Verdict::Unrecorded)
-            CheckStructure(volumes, line);
+            volumes.CheckInFull(head);
     }
 
     void CheckRecorded(
@@ -226,7 +227,8 @@ private:
             part.remark = record.state;
     }
 
-    void CheckStructure(const ImageVolumes& volumes, const TableLine& line) const
+    /** Gives it. What a restore would refuse is no good image, whatever its record says. */
+    std::string CheckHead(const ImageVolumes& volumes, const TableLine& line) const
     {
         const std::string head = volumes.Head();
         const auto header = ImageHeader::Parse(head);
@@ -234,9 +236,13 @@ private:
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not an image of a partition");
         if ((head == extendedNote) != line.IsExtended())
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not of a partition of this kind");
-        if (header && header->deviceBytes > line.size * table->sectorBytes)
-            throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is of a larger partition");
-        volumes.CheckInFull(head);
+        const uint64_t bytes = line.size * table->sectorBytes;
+        if (header && !header->Fits(bytes)) {
+            throw Failure(ExitStatus::Damaged,
+                volumes.FirstPath() + " cannot be written back: the partition has " + std::to_string(bytes)
+                    + " bytes, the image needs " + std::to_string(header->NeededBytes()));
+        }
+        return head;
     }
 
     const ImageSet& set;
