@@ -3,21 +3,14 @@
 
 #include "accounts.h"
 
+#include "bigendian.h"
+
 #include <algorithm>
 
 namespace {
 constexpr uint64_t headerPlace = 1024;
 constexpr uint64_t piece = 4U << 20;
 constexpr unsigned extents = 8; // of a file's, in the header itself
-
-/** Numbers of four bytes, the highest first. */
-uint64_t BigEndian(const std::string& bytes, size_t place)
-{
-    uint64_t number = 0;
-    for (size_t i = 0; i < 4; ++i)
-        number = number << 8 | static_cast<unsigned char>(bytes[place + i]);
-    return number;
-}
 
 /** The same bits, the lowest of each byte first. */
 std::string Mirrored(std::string bits)
@@ -35,16 +28,16 @@ std::string Mirrored(std::string bits)
 SpaceAccount AccountOfHfsPlus(const VolumeReader& volume)
 {
     const std::string header = volume.Bytes(headerPlace, 512);
-    const uint64_t blockBytes = BigEndian(header, 40);
-    const uint64_t blocks = BigEndian(header, 44);
+    const uint64_t blockBytes = BigEndian(header, 40, 4);
+    const uint64_t blocks = BigEndian(header, 44, 4);
     if ((header.compare(0, 2, "H+") != 0 && header.compare(0, 2, "HX") != 0) || blockBytes < 512
         || blockBytes > (1U << 20) || (blockBytes & (blockBytes - 1)) != 0)
         throw NoAccount("its volume header contradicts itself");
     SpaceAccount account(blockBytes, blocks);
     uint64_t number = 0;
     for (unsigned i = 0; i < extents && number < blocks; ++i) {
-        const uint64_t first = BigEndian(header, 128 + i * 8); // of the allocation file
-        const uint64_t bytes = BigEndian(header, 132 + i * 8) * blockBytes;
+        const uint64_t first = BigEndian(header, 128 + i * 8, 4); // of the allocation file
+        const uint64_t bytes = BigEndian(header, 132 + i * 8, 4) * blockBytes;
         for (uint64_t done = 0; done < bytes && number < blocks; done += piece) {
             const uint64_t size = std::min(piece, bytes - done);
             account.UseMarked(Mirrored(volume.Bytes(first * blockBytes + done, size)), number, blocks);
@@ -53,7 +46,7 @@ SpaceAccount AccountOfHfsPlus(const VolumeReader& volume)
     }
     if (number < blocks)
         throw NoAccount("its allocation file is in too many pieces");
-    if (blocks - account.UsedBlocks() != BigEndian(header, 48))
+    if (blocks - account.UsedBlocks() != BigEndian(header, 48, 4))
         throw NoAccount("its count of free blocks is not that of its allocation file");
     return account;
 }
