@@ -50,6 +50,7 @@ private Q_SLOTS:
                 {{"mkfs.exfat"}, 40 * mebibyte, AccountOfExfat},
                 {{"mkfs.exfat", "-c", "512"}, 40 * mebibyte + 512, AccountOfExfat}, // a bitmap of many clusters
                 {{"mkfs.exfat", "-c", "1M"}, 140 * mebibyte, AccountOfExfat},
+                {{"mkfs.exfat", "-c", "128K", "-b", "64K"}, 40 * mebibyte, AccountOfExfat}, // clusters begin anywhere
                 {{"mkntfs", "-q", "-F", "-Q"}, 40 * mebibyte + 512 * 7, AccountOfNtfs},
                 {{"mkntfs", "-q", "-F", "-Q", "-c", "512"}, 20 * mebibyte, AccountOfNtfs},
                 {{"mkntfs", "-q", "-F", "-Q", "-c", "65536"}, 400 * mebibyte, AccountOfNtfs},
@@ -81,6 +82,25 @@ private Q_SLOTS:
         QVERIFY(!Doubt([&] {
             AccountOfHfsPlus(VolumeReader(path));
         }).isEmpty());
+    }
+
+    /** The second piece lies before the first. */
+    void readsABitmapInTwoPieces()
+    {
+        const std::string path = Make({"mkntfs", "-q", "-F", "-Q", "-c", "512"}, 20 * mebibyte);
+        const SpaceAccount before = AccountOfNtfs(VolumeReader(path));
+        const std::string volume = Content(path);
+        const uint64_t record = LittleEndian(volume, 48, 8) * 512 + 6 * 1024;
+        const uint64_t list = volume.find({"\x21\x0a", 2}, record); // ten clusters, and two bytes for the first one
+        const uint64_t first = LittleEndian(volume, list + 2, 2);
+        QVERIFY(list < record + 500 && volume[list + 4] == '\0');
+        Put(path, volume.substr((first + 4) * 512, 6 * 512), (first - 100) * 512);
+        Put(path, std::string(6 * 512, '\xff'), (first + 4) * 512);
+        Put(path, "\x21\x04", list);
+        Put(path, {"\x11\x06\x9c\0", 4}, list + 4);
+        const SpaceAccount after = AccountOfNtfs(VolumeReader(path));
+        for (uint64_t block = 0; block < before.Blocks(); ++block)
+            QCOMPARE(after.IsUsed(block), before.IsUsed(block));
     }
 
     void doubtsDamagedStructures()
