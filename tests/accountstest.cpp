@@ -63,8 +63,7 @@ private Q_SLOTS:
             const auto header = ImageHeader::Parse(ImageVolumes(Files()).Head());
             const uint64_t saved = header->DataBytes();
             const uint64_t used = account.UsedBlocks() * account.BlockBytes();
-            QVERIFY2(saved >= used && saved - used <= 2 * account.BlockBytes(),
-                qPrintable(QStringLiteral("%1 %2").arg(saved).arg(used)));
+            QVERIFY2(saved == used, qPrintable(QStringLiteral("%1 %2").arg(saved).arg(used)));
         }
     }
 
