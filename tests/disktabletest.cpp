@@ -235,8 +235,10 @@ private Q_SLOTS:
                 SetNumber(made, 440, 0x12345678, 4);
                 SetEntry(made, 0, 0, {0, 1, 33, 0xee, false});
                 SetEntry(made, 0, 2, {0, 2048, 4, 0x83, true});
-                Put(source.path, made.substr(0, 512));
+            } else if (round % 2 == 1) {
+                made[446] = '\x80'; // there is firmware that asks for an active entry
             }
+            Put(source.path, made.substr(0, 512));
             const TableFile file = Saved(source);
             QCOMPARE(Joined(file.warnings), QString());
             std::string expected = chance.Bytes(bytes);
@@ -250,6 +252,7 @@ private Q_SLOTS:
             if (bytes != made.size()) {
                 QCOMPARE(Joined(ReadDiskTable(PlaceOf(target)).complaints), QString());
                 QVERIFY(Run({"sfdisk", "--verify", target.path}).find("No errors detected") != std::string::npos);
+                QCOMPARE(got[446], made[446]);
                 expected.replace(446, 122, got, 446, 122); // what depends on the size: the protective entry and headers
                 expected.replace(bytes - 512, 512, got, bytes - 512, 512);
             }
@@ -336,7 +339,7 @@ private Q_SLOTS:
         for (const auto& [made, warning] : disks) {
             const Device source = New("source", made);
             const TableFile file = Saved(source);
-            QCOMPARE(Joined(file.warnings), warning);
+            QCOMPARE(Joined(file.warnings).section("; libfdisk says: ", 0, 0), warning);
             QCOMPARE(file.IsWholeDisk(), made == none);
             if (made == none)
                 continue;

@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "identity.h"
 #include "imagerecord.h"
+#include "kernelview.h"
 #include "littleendian.h"
 #include "tablewriter.h"
 
@@ -157,15 +158,37 @@ template <class Work> void WarnOnFailure(TableFile& file, const Work& work)
 }
 
 /**
+ * Whether nothing but zeros is at the beginning, at the end and at places between, of 64 KiB each: whatever is used has
+ * something at one of them, as the label of slices or what a cipher has written all over. What can't be read isn't
+ * empty.
+ */
+bool LooksEmpty(const Device& partition)
+{
+    constexpr uint64_t sample = 64U << 10, samples = 256;
+    const Descriptor node = Descriptor::Open(partition.path, O_RDONLY);
+    const uint64_t last = partition.bytes - std::min(partition.bytes, sample);
+    const uint64_t step = std::max(last / samples, sample);
+    std::string bytes(std::min(partition.bytes, sample), '\0');
+    for (uint64_t offset = 0;; offset = std::min(offset + step, last)) {
+        if (ReadAt(node.Get(), bytes.data(), bytes.size(), offset) != static_cast<ssize_t>(bytes.size())
+            || bytes.find_first_not_of('\0') != std::string::npos)
+            return false;
+        if (offset == last)
+            return true;
+    }
+}
+
+/**
  * The program has a swap area made anew and nothing of it saved: the line of what has its type but holds something else
  * shows that of an ordinary partition. The disk's own table keeps the type.
  */
-void ShowAsData(TableLine& line, const Contents& contents, TableFile& file)
+void ShowAsData(TableLine& line, const Device& partition, const Contents& contents, TableFile& file)
 {
-    if (line.number == 0 || contents.type == "swap" || contents.type == "swsuspend" || contents.type == "unknown")
+    if (line.number == 0 || contents.type == "swap" || contents.type == "swsuspend"
+        || (contents.type == "unknown" && LooksEmpty(partition)))
         return;
     file.warnings.push_back("partition " + std::to_string(line.number) + " has the type of swap but holds "
-        + contents.type + "; it is saved as others are");
+        + (contents.type == "unknown" ? "something else" : contents.type) + "; it is saved as others are");
     line.type = 0x83;
 }
 
@@ -175,11 +198,11 @@ void SaveSwapIdentities(const Device& disk, TableFile& file)
         if (line.size == 0 || !line.IsSwap())
             continue;
         try {
-            const Contents contents
-                = ProbeContents(line.number == 0 ? disk : Device::Find(PartitionName(disk.name, line.number)));
+            const Device partition = line.number == 0 ? disk : Device::Find(PartitionName(disk.name, line.number));
+            const Contents contents = ProbeContents(partition);
             if (contents.type == "swap" && !contents.uuid.empty())
                 file.swaps.push_back({line.number, contents.uuid, contents.label});
-            ShowAsData(line, contents, file);
+            ShowAsData(line, partition, contents, file);
         } catch (const Failure&) {
             // The kernel doesn't offer the partition; then there is nothing in it either.
         }
@@ -253,6 +276,9 @@ TableFile DescribeDisk(const Device& disk)
             SaveExtendedRecords(reader, file);
         });
     }
+    for (const std::string& complaint : table.complaints)
+        file.warnings.push_back("libfdisk says: " + complaint);
+    AddKernelPartitions(disk, file);
     SaveSwapIdentities(disk, file);
     WarnOfOddPlaces(file);
     if (contents.type.find("_member") != std::string::npos)

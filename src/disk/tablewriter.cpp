@@ -71,6 +71,14 @@ bool IsWritten(const TableFile& file, const TablePlace& place)
     return ReadDiskTable(place).Comparable() == ComparableNative(file.native);
 }
 
+/** Of the protective entry of a GPT: there is firmware that starts from an active one only. */
+void KeepActiveMark(std::string& made, const std::string& bootSector)
+{
+    constexpr size_t entry = 446, type = entry + 4;
+    if (made[type] == '\xee' && bootSector[type] == '\xee')
+        made[entry] = bootSector[entry];
+}
+
 /** The boot sector comes last: without it nothing takes what is there for a table. */
 void WriteRaw(const TableFile& file, const TablePlace& place)
 {
@@ -88,8 +96,12 @@ void WriteRaw(const TableFile& file, const TablePlace& place)
         if (ReadBack(place, area->offset, area->bytes.size()) != area->bytes)
             throw Failure(ExitStatus::Failed, "it reads back differently");
     }
-    if (moves)
-        MoveSecondCopy(place);
+    if (!moves)
+        return;
+    MoveSecondCopy(place);
+    std::string bootSector = ReadBack(place, 0, 512);
+    KeepActiveMark(bootSector, areas.back()->bytes);
+    WriteBytes(place, 0, bootSector);
 }
 
 /**
@@ -100,8 +112,18 @@ void WriteRaw(const TableFile& file, const TablePlace& place)
 void KeepBootSector(const TableFile& file, const TablePlace& place, const std::string& bootSector)
 {
     const std::string made = ReadBack(place, 0, 512);
+    const auto fits = [&] {
+        return IsWritten(file, place) && ReadDiskTable(place).complaints.empty();
+    };
     WriteBytes(place, 0, bootSector);
-    if (!IsWritten(file, place) || !ReadDiskTable(place).complaints.empty())
+    if (fits())
+        return;
+    // On a GPT's disk the number behind the boot code is that of the disk too.
+    const size_t kept = IsGpt(file) ? 446 : 440;
+    std::string mixed = bootSector.substr(0, kept) + made.substr(kept);
+    KeepActiveMark(mixed, bootSector);
+    WriteBytes(place, 0, mixed);
+    if (!fits())
         WriteBytes(place, 0, made);
 }
 
@@ -123,14 +145,26 @@ void WriteAnew(const TableFile& file, const TablePlace& place, const std::string
     KeepBootSector(file, place, before);
 }
 
-/** Whether libfdisk sees the partitions of the lines in their places, whatever else it thinks of the table. */
+/**
+ * Whether libfdisk sees the partitions of the lines in their places, whatever else it thinks of the table. Logical ones
+ * may be known to the kernel alone, or under another number to libfdisk.
+ */
 bool HasPartitions(const TableFile& file, const TablePlace& place)
 {
     const DiskTable table = ReadDiskTable(place);
-    const auto same = [](const TableLine& a, const TableLine& b) {
-        return a.number == b.number && a.start == b.start && a.size == b.size;
+    const auto has = [](const std::vector<TableLine>& lines, const TableLine& line) {
+        return std::any_of(lines.begin(), lines.end(), [&line](const TableLine& each) {
+            return each.start == line.start && each.size == line.size
+                && (each.number == line.number || (each.number > 4 && line.number > 4));
+        });
     };
-    return std::equal(table.lines.begin(), table.lines.end(), file.lines.begin(), file.lines.end(), same);
+    const auto isSeen = [&](const TableLine& line) {
+        return has(table.lines, line) || (line.number > 4 && table.kind == "dos");
+    };
+    return std::all_of(file.lines.begin(), file.lines.end(), isSeen)
+        && std::all_of(table.lines.begin(), table.lines.end(), [&](const TableLine& line) {
+               return has(file.lines, line);
+           });
 }
 
 bool ChangePartition(int disk, int operation, const KernelPartition& partition)
