@@ -17,7 +17,8 @@ extern "C" int mount(
     const char* source, const char* target, const char* type, unsigned long flags, const void* data) noexcept
 {
     Kernel::calls.append(QString("mount %1 %2 %3 %4 '%5'")
-                             .arg(source, target, type, QString::number(flags), static_cast<const char*>(data)));
+                             .arg(source, target, type, QString::number(flags),
+                                 data == nullptr ? "null" : static_cast<const char*>(data)));
     if (Kernel::onMount)
         Kernel::onMount();
     errno = Kernel::mountErrno;

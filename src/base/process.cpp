@@ -150,6 +150,8 @@ void Pipeline::StartFunction(const std::string& name, const std::function<int()>
             dprintf(STDERR_FILENO, "%s\n", error.what());
         } catch (const Interrupted&) {
             // who started it was asked to end
+        } catch (...) { // nothing may leave it: what stands behind this call is the parent's own work
+            dprintf(STDERR_FILENO, "an unexpected error\n");
         }
     });
 }
