@@ -149,9 +149,16 @@ private Q_SLOTS:
         Run({"e2fsck", "-fn", target.path});
         Run({"debugfs", "-R", "dump file " + Path("dumped"), target.path});
         QVERIFY(Content(Path("dumped")) == data);
-        QVERIFY(Complaint([&] {
-            write(stream.substr(0, stream.size() / 2));
-        }).contains("the image ends early"));
+        const auto complaint = [&](const std::string& image) {
+            return Complaint([&] {
+                write(image);
+            });
+        };
+        QVERIFY(complaint(stream.substr(0, stream.size() / 2)).contains("the image ends early"));
+        QVERIFY(complaint(stream + std::string(8 * mebibyte, '\0')).contains("goes on behind its last block"));
+        // Of 2^32 blocks: no memory is taken for them.
+        QVERIFY(
+            complaint(std::string(stream).replace(60, 8, std::string("\0\0\0\0\1\0\0\0", 8))).contains("more room"));
     }
 
     void headsAllBlocksAsPartcloneDoes()

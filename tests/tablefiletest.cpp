@@ -156,6 +156,20 @@ private Q_SLOTS:
         }
     }
 
+    void refusesWhatNoTableHas()
+    {
+        TableFile file = Sealed();
+        file.raw = {2, {0, std::string(20U << 20, 'x')}};
+        QCOMPARE(FactsOf(file.Text()).left(3), QString("nvm"));
+        file.raw.push_back({0, "x"});
+        QVERIFY(FactsOf(file.Text()).contains("more than belong to a table"));
+        for (const char* length : {" table-length:32769", "table-length: 4294967295", "table-length: x"}) {
+            file = Sealed();
+            file.native += std::string(length) + "\n";
+            QVERIFY2(FactsOf(file.Text()).contains("more entries than any disk"), length);
+        }
+    }
+
     void refusesEveryChange()
     {
         std::string text = Sealed().Text();

@@ -23,7 +23,8 @@ constexpr uint64_t longEnough = 64U << 10; // for a call of its own to the drive
 class Stream
 {
 public:
-    explicit Stream(int source)
+    /** @param most bytes that there is room for: what needs more takes no memory either */
+    Stream(int source, uint64_t most)
         : source(source)
     {
         head.resize(ImageHeader::length);
@@ -31,6 +32,8 @@ public:
         header = ImageHeader::Parse(head);
         if (!header)
             throw Failure(ExitStatus::Damaged, "the image is of another format");
+        if (!header->Fits(most))
+            throw Failure(ExitStatus::Refused, "the image needs more room than there is");
         head.resize(header->DataOffset());
         Read(head.data() + ImageHeader::length, head.size() - ImageHeader::length);
         left = header->ChecksumInterval();
@@ -56,10 +59,16 @@ public:
         }
     }
 
+    /** What comes behind the last block, such as its checksum, is little. */
     void ReadToEnd()
     {
         std::string rest(piece, '\0');
-        while (read(source, rest.data(), rest.size()) > 0) { }
+        ssize_t count = 1;
+        for (uint64_t done = 0; count > 0; done += std::max<ssize_t>(count, 0)) {
+            if (done > piece)
+                throw Failure(ExitStatus::Damaged, "the image goes on behind its last block");
+            count = read(source, rest.data(), rest.size());
+        }
     }
 
 private:
@@ -122,7 +131,7 @@ private:
 void WriteBlocks(int source, const Device& partition)
 {
     const Target target(partition.path);
-    Stream stream(source);
+    Stream stream(source, partition.bytes);
     UsedBlocks used = stream.Used();
     ReadBack readBack(target.Medium(), [used](uint64_t most) mutable {
         return used.Next(most);

@@ -11,6 +11,8 @@
 namespace {
 constexpr char magic[] = "partclone-image"; // with its terminating zero
 constexpr uint64_t largestBlock = 4096;
+constexpr uint64_t smallestBlock = 512;            // no file system counts in less
+constexpr uint64_t mostBlocks = uint64_t{1} << 33; // 32 TiB of the usual ones, and 1 GiB of bits in memory
 
 /** CRC-32 as the format has it: without the inversion at the end. Four bytes, the lowest first. */
 std::string Crc(std::string_view bytes)
@@ -66,9 +68,9 @@ std::optional<ImageHeader> ImageHeader::Parse(const std::string& bytes)
     header.checksumBytes = LittleEndian(bytes, 98, 2);
     header.checksumBlocks = LittleEndian(bytes, 100, 4);
     const bool hasBits = bytes[105] == 1; // or a byte for each block, or nothing
-    // No device is longer than a file can be.
-    if (!hasBits || (header.hasChecksums && header.checksumBlocks == 0) || header.blockBytes == 0
-        || header.blocks > INT64_MAX / header.blockBytes || header.usedBlocks > header.blocks)
+    if (!hasBits || (header.hasChecksums && header.checksumBlocks == 0) || header.blockBytes < smallestBlock
+        || header.blocks > mostBlocks || header.blocks > INT64_MAX / header.blockBytes
+        || header.usedBlocks > header.blocks)
         return {};
     return header;
 }

@@ -40,10 +40,11 @@ struct ImageHeader
         return uint64_t{checksumBlocks} * blockBytes;
     }
 
-    /** How many bytes a partition must have for the image to be written back. */
+    /** How many bytes a partition must have for the image to be written back; its last block may be cut. */
     [[nodiscard]] uint64_t NeededBytes() const
     {
-        return std::max(deviceBytes, DataBytes());
+        const uint64_t wholeBlocks = blocks == 0 ? 0 : (blocks - 1) * blockBytes;
+        return std::max({deviceBytes, DataBytes(), wholeBlocks});
     }
     [[nodiscard]] bool Fits(uint64_t partitionBytes) const
     {

@@ -15,8 +15,9 @@
 #include <sstream>
 
 namespace {
-constexpr size_t mostRaw = 32U << 20; // of an area: no more is saved of a boot track
-constexpr size_t mostLines = 64;      // of other makers: four slots, and as many logical ones as kernels offer
+constexpr size_t mostRaw = 40U << 20; // of all areas: a boot track of 32 MiB, and what else of a table stands apart
+constexpr uint64_t mostTableLength = 1U << 15; // entries of a GPT: Linux reads no more
+constexpr size_t mostLines = 64;               // of other makers: four slots, and as many logical ones as kernels offer
 
 /** Walks along a line; each step tells whether it found what it looked for. */
 class Cursor
@@ -202,7 +203,7 @@ private:
         else if (key == "warning")
             file.warnings.push_back(value);
         else if (key == "native")
-            file.native += value + "\n";
+            AddNative(value);
         else if (key == "swap")
             AddSwap(value);
         else if (key == "raw")
@@ -225,6 +226,19 @@ private:
         return number;
     }
 
+    void AddNative(const std::string& value)
+    {
+        Cursor cursor(value);
+        uint64_t length = 0;
+        cursor.SkipBlanks();
+        if (cursor.Skip("table-length:")) {
+            cursor.SkipBlanks();
+            if (!cursor.Number(length, 10) || length > mostTableLength)
+                Damaged("its GPT has more entries than any disk's");
+        }
+        file.native += value + "\n";
+    }
+
     void AddSwap(const std::string& value)
     {
         std::istringstream fields(value);
@@ -244,10 +258,11 @@ private:
         fields >> area.offset >> size >> data;
         const QByteArray packed = QByteArray::fromBase64(QByteArray::fromStdString(data));
         // It begins with the size of what comes out of it, for which memory is taken before anything is looked at.
-        if (packed.size() >= 4 && qFromBigEndian<quint32>(packed.constData()) == size && size <= mostRaw)
+        if (packed.size() >= 4 && qFromBigEndian<quint32>(packed.constData()) == size && size <= mostRaw - rawBytes)
             area.bytes = qUncompress(packed).toStdString();
         if (area.bytes.size() != size)
-            Damaged("the raw bytes in it are damaged");
+            Damaged("the raw bytes in it are damaged, or more than belong to a table");
+        rawBytes += size;
         file.raw.push_back(std::move(area));
     }
 
@@ -303,6 +318,7 @@ private:
     const std::string& text;
     const std::string& path;
     TableFile file;
+    size_t rawBytes = 0;
 };
 } // namespace
 
