@@ -66,6 +66,12 @@ private Q_SLOTS:
         // Names that the file system itself fails at.
         row("ln -sf old_20261101_hdc.mbr hdc.mbr", "boot sector damaged");
         row("ln -s old_20261101_hdc.run hdc.run", "");
+        // All is there, but not in the set.
+        row("mkdir -p /mnt/out; mv hdc.mbr /mnt/out/1; ln -s /mnt/out/1 hdc.mbr", "boot sector damaged");
+        row("mv hdc1.bz2.000 /mnt/out/2; ln -s /mnt/out/2 hdc1.bz2.000", "hdc1 damaged");
+        row("mv hdc5.bz2.sum x; ln -s old_20261101_x hdc5.bz2.sum", "hdc5 damaged");
+        row("mv hdc.sf x; ln -s old_20261101_x hdc.sf", "partition table damaged");
+        row("rm hdc.mbr; mkfifo hdc.mbr", "boot sector damaged");
         // A later run of the day has failed: at an image, at the table, and at neither any more.
         const std::string image = "h=$(sed -n 's/^sha256 //p' hdc1.bz2.sum); c=norvoPartimageClone p1=hdc1; ";
         const std::string table = "h=$(sed -n 's/.*sha256 //p' hdc.sf); c=norvoClonePT p1=hdc; ";
@@ -87,6 +93,7 @@ private Q_SLOTS:
         row((plain + "printf x >x" + packed).c_str(), "hdc1 damaged");
         row((change + "52" + packed).c_str(), "hdc1 damaged"); // bytes of the partition that it was made from
         row((change + "84" + packed).c_str(), "hdc1 damaged"); // of a block
+        row((change + "62" + packed).c_str(), "hdc1 damaged"); // blocks
         QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
                                  << false;
         QTest::newRow("foreign, exchanged")
@@ -113,10 +120,20 @@ private Q_SLOTS:
     void judgesAFolderThatCannotBeReadBesideOthers()
     {
         const std::vector<ImageSet> sets
-            = After("ln -s 20261102 ../20261102; mkdir ../.hidden ../lost+found; ln -s none ../link");
-        QCOMPARE(sets.size(), size_t{2});
+            = After("ln -s 20261102 ../20261102; mkdir ../.hidden ../lost+found; ln -s none ../link; "
+                    "cp -r .. /mnt/out; ln -s /mnt/out/20261101 ../20261103");
+        QCOMPARE(sets.size(), size_t{3});
         QCOMPARE(Complaints(sets.front(), false), QString());
+        QCOMPARE(Complaints(sets[1], false), QString("folder damaged"));
         QCOMPARE(Complaints(sets.back(), false), QString("folder damaged"));
+        QVERIFY(sets.back().fault.find("leads out of the medium") != std::string::npos);
+    }
+
+    void tellsWhoCanReadASet()
+    {
+        QVERIFY(IsOpenToAll(After("chmod go= *; chmod o+r hdc1.bz2.000; chmod 755 . ..").front()));
+        QVERIFY(!IsOpenToAll(After("chmod go= *; chmod 755 . ..").front()));
+        QVERIFY(!IsOpenToAll(After("chmod a+r *; chmod 755 ..; chmod 700 .").front()));
     }
 
     void tellsWhyAnImageIsMissing()

@@ -83,6 +83,13 @@ std::string ReadFile(const std::string& path, size_t most)
     struct stat status = {};
     if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
         throw Failure(ExitStatus::Damaged, path + ": this is not a file");
+    return ReadFile(file, path, most);
+}
+
+std::string ReadFile(const Descriptor& file, const std::string& path, size_t most)
+{
+    struct stat status = {};
+    fstat(file.Get(), &status);
     std::string text;
     text.reserve(std::min<uint64_t>(status.st_size, most));
     char buffer[65536];

@@ -44,6 +44,12 @@ public:
     }
     void Close();
 
+    /** Somebody else closes it. */
+    int Release()
+    {
+        return std::exchange(number, -1);
+    }
+
     /** open(2) with O_CLOEXEC; an empty one, with errno, when that fails. A new file is its user's alone by default. */
     static Descriptor Open(const std::string& path, int flags, int mode = 0600);
 
@@ -65,3 +71,6 @@ bool WriteAll(int descriptor, const void* buffer, size_t size);
 
 /** The whole file; a Failure with `Damaged` that names it when it is longer than `most` or can't be read. */
 std::string ReadFile(const std::string& path, size_t most);
+
+/** The same for one that is open, from its beginning. */
+std::string ReadFile(const Descriptor& file, const std::string& path, size_t most);

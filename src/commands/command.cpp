@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "identity.h"
+#include "medium.h"
 #include "process.h"
 #include "progress.h"
 #include "runrecord.h"
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 
@@ -117,6 +119,15 @@ int RunCommandMain(
         run(ParseArguments(argc, argv, "usage: " + CommandName() + (synopsis.empty() ? "" : " " + synopsis), count));
         return 0;
     });
+}
+
+void NeedFolder(const std::string& path)
+{
+    if (Medium::OpenFolder(path))
+        return;
+    if (errno == ENOENT || errno == ENOTDIR)
+        throw Failure(ExitStatus::Missing, path + ": no such directory");
+    throw Medium::Refusal(ExitStatus::Missing, path + ": cannot be opened", errno);
 }
 
 void Introduce(const Device& disk)

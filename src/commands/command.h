@@ -26,5 +26,8 @@ int RunFrame(int argc, char** argv, const std::function<int()>& work);
 int RunCommandMain(int argc, char** argv, const std::string& synopsis,
     const std::function<void(const std::vector<std::string>&)>& run);
 
+/** A Failure where there is no such folder, or it is reached by a link that leads out of the medium. */
+void NeedFolder(const std::string& path);
+
 /** Says which disk the command works on, and refuses the one that the running system is on. */
 void Introduce(const Device& disk);

@@ -8,6 +8,7 @@
 #include "failure.h"
 #include "freshview.h"
 #include "lock.h"
+#include "medium.h"
 #include "runrecord.h"
 #include "savedtable.h"
 #include "storefile.h"
@@ -22,8 +23,7 @@ int main(int argc, char** argv)
         const std::filesystem::path folder = std::filesystem::path(path).parent_path();
         RunRecord::Expect(arguments[0]);
         NeedRevDisk(folder);
-        if (!folder.empty() && !std::filesystem::is_directory(folder))
-            throw Failure(ExitStatus::Missing, folder.string() + ": no such directory");
+        NeedFolder(folder);
         Device disk = Device::FindDisk(arguments[0]);
         const DiskLock lock(disk);
         RunRecord::Begin(path, disk, disk.name, {});
@@ -37,7 +37,7 @@ int main(int argc, char** argv)
         file.Prove();
         file.PutInPlace(path);
         const std::string bootSector = std::filesystem::path(path).replace_extension(".mbr");
-        NeedOnMedium(std::filesystem::exists(bootSector) ? std::vector{path, bootSector} : std::vector{path});
+        NeedOnMedium(Medium::IsFile(bootSector) ? std::vector{path, bootSector} : std::vector{path});
         RunRecord::NoteTable(table.seal);
     });
 }

@@ -11,16 +11,18 @@
 #include "freshview.h"
 #include "imagewriter.h"
 #include "lock.h"
+#include "medium.h"
 #include "process.h"
 #include "runrecord.h"
 #include "savedtable.h"
 #include "use.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <optional>
 
-#include <unistd.h>
+#include <sys/statvfs.h>
 
 namespace {
 /** The record of what is to be saved, as far as it is known before: kind and place of the partition. */
@@ -35,7 +37,7 @@ ImageRecord BeginRecord(const Device& partition, const Device& disk, const Image
     record.saved = TimeStamp();
     record.state = "clean";
     const std::string path = files.Table(disk.name);
-    if (!std::filesystem::exists(path))
+    if (!Medium::Exists(path))
         return record;
     const TableFile table = TableFile::Read(path);
     const TableLine* line = table.Find(kernel ? kernel->number : 0);
@@ -69,9 +71,8 @@ void WriteContents(const Device& partition, const Contents& contents, StoreFile&
 std::vector<std::string> Volumes(const ImageFiles& files, unsigned first)
 {
     std::vector<std::string> paths;
-    std::error_code error;
     for (unsigned number = first; number < 1000; ++number) {
-        if (std::filesystem::is_regular_file(files.Volume(number), error))
+        if (Medium::IsFile(files.Volume(number)))
             paths.push_back(files.Volume(number));
     }
     return paths;
@@ -81,11 +82,8 @@ std::vector<std::string> Volumes(const ImageFiles& files, unsigned first)
 uint64_t OldImageBytes(const ImageFiles& files)
 {
     uint64_t bytes = 0;
-    std::error_code error;
-    for (const std::string& path : Volumes(files, 0)) {
-        const uintmax_t size = std::filesystem::file_size(path, error);
-        bytes += error ? 0 : size;
-    }
+    for (const std::string& path : Volumes(files, 0))
+        bytes += Medium::FileBytes(path);
     return bytes;
 }
 
@@ -109,19 +107,28 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
         throw;
     }
     // An image without a record is tested in full; beside the older record, should it come to that, it is refused.
-    unlink(files.Record().c_str());
+    Medium::Unlink(files.Record());
     image.PutInPlace(files.Volume(0));
     recordFile->PutInPlace(files.Record());
     NeedOnMedium({files.Volume(0), files.Record()});
     for (const std::string& path : Volumes(files, 1))
-        unlink(path.c_str());
+        Medium::Unlink(path);
 }
 
 void RemoveOldImage(const ImageFiles& files)
 {
     for (const std::string& path : Volumes(files, 0))
-        unlink(path.c_str());
-    unlink(files.Record().c_str());
+        Medium::Unlink(path);
+    Medium::Unlink(files.Record());
+}
+
+/** Room for files in this folder. */
+uint64_t LeftBytes(const std::string& folder)
+{
+    struct statvfs space = {};
+    if (fstatvfs(Medium::OpenFolder(folder).Get(), &space) != 0)
+        throw SystemFailure(ExitStatus::Failed, folder + ": cannot be read", errno);
+    return uint64_t{space.f_bavail} * space.f_frsize;
 }
 
 /** Again without the image of an earlier run, but only where that makes the room: a good image is not given up in vain.
@@ -130,7 +137,7 @@ void SaveImageInItsPlace(const Device& partition, const Contents& contents, cons
     ImageRecord& record, const NoRoom& noRoom)
 {
     const uint64_t old = OldImageBytes(files);
-    const uint64_t left = std::filesystem::space(std::filesystem::path(files.Record()).parent_path()).available;
+    const uint64_t left = LeftBytes(std::filesystem::path(files.Record()).parent_path());
     if (old == 0)
         throw noRoom;
     if (noRoom.needed == 0)
@@ -174,8 +181,7 @@ int main(int argc, char** argv)
         const ImageFiles files(folder, arguments[1], arguments[2]);
         NeedCommands({"lbzip2", "partclone.imager"});
         NeedRevDisk(folder);
-        if (!std::filesystem::is_directory(folder))
-            throw Failure(ExitStatus::Missing, folder + ": no such directory");
+        NeedFolder(folder);
         Device partition = Device::Find(arguments[1]);
         const DiskLock lock(partition);
         const Device disk = DiskOf(partition);

@@ -14,6 +14,7 @@
 #include "imagereader.h"
 #include "littleendian.h"
 #include "lock.h"
+#include "medium.h"
 #include "process.h"
 #include "progress.h"
 #include "runentry.h"
@@ -22,7 +23,6 @@
 #include "use.h"
 #include "writeguard.h"
 
-#include <filesystem>
 #include <optional>
 
 #include <fcntl.h>
@@ -158,8 +158,7 @@ int main(int argc, char** argv)
         RunRecord::Expect(arguments[1]);
         const ImageFiles files(folder, arguments[1], BaseOfVolume(arguments[2]));
         NeedCommands({"lbzip2", "partclone.chkimg"});
-        if (!std::filesystem::is_directory(folder))
-            throw Failure(ExitStatus::Missing, folder + ": no such directory");
+        NeedFolder(folder);
         const ImageVolumes volumes(files);
         Device partition = Device::Find(arguments[1]);
         const DiskLock lock(partition);
@@ -172,7 +171,7 @@ int main(int argc, char** argv)
         const std::string head = volumes.Head();
         const bool extended = head == extendedNote;
         std::optional<ImageRecord> record;
-        if (std::filesystem::exists(files.Record())) {
+        if (Medium::Exists(files.Record())) {
             record = ImageRecord::Read(files.Record());
             CheckIdentity(*record, table, line, RunEntry::Read(RunRecordPath(tablePath)), volumes.FirstPath());
             RunRecord::Note(*record);

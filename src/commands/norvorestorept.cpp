@@ -12,6 +12,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "lock.h"
+#include "medium.h"
 #include "runentry.h"
 #include "runrecord.h"
 #include "tablewriter.h"
@@ -35,8 +36,7 @@ std::string ReadBootSector(const Device& disk)
 void WarnOfOtherBootSector(const TableFile& table, const std::string& path)
 {
     const std::string saved = std::filesystem::path(path).replace_extension(".mbr");
-    std::error_code error;
-    if (std::filesystem::exists(saved, error) && table.IsOtherBootSector(ReadFile(saved, 4096)))
+    if (Medium::Exists(saved) && table.IsOtherBootSector(Medium::Read(saved, 4096)))
         Warn(saved + " and " + path + " have different boot sectors: one of them is damaged or of another run");
 }
 

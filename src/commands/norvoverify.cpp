@@ -16,7 +16,6 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <filesystem>
 
 #include <getopt.h>
 #include <unistd.h>
@@ -67,6 +66,7 @@ struct CheckedSet
 {
     ImageSet set;
     std::vector<CheckedPart> parts;
+    bool openToAll;
 
     [[nodiscard]] Verdict Worst() const
     {
@@ -99,7 +99,7 @@ std::vector<CheckedSet> CheckSets(const Request& request)
             current = "checking " + set.serial + " " + set.date + ": " + part;
             ShowProgress(current);
         };
-        checked.push_back({set, CheckSet(set, request.deep, begin)});
+        checked.push_back({set, CheckSet(set, request.deep, begin), IsOpenToAll(set)});
     }
     Progress::Tell({});
     ShowProgress("");
@@ -122,6 +122,8 @@ void PrintTable(const std::vector<CheckedSet>& sets)
                 line += ": " + part.remark;
             Answer(line);
         }
+        if (checked.openToAll)
+            Answer("  note: every user of a machine can read this set; chmod -R go= closes it");
     }
 }
 
@@ -141,7 +143,7 @@ void PrintJson(const std::vector<CheckedSet>& sets)
         }
         list.append(QJsonObject{{QStringLiteral("serial"), Text(checked.set.serial)},
             {QStringLiteral("date"), Text(checked.set.date)}, {QStringLiteral("verdict"), Text(Name(checked.Worst()))},
-            {QStringLiteral("parts"), parts}});
+            {QStringLiteral("open-to-all"), checked.openToAll}, {QStringLiteral("parts"), parts}});
     }
     const QJsonDocument document(QJsonObject{{QStringLiteral("sets"), list}});
     const QByteArray text = document.toJson(QJsonDocument::Compact);
@@ -153,8 +155,7 @@ int Verify(int argc, char** argv)
     const Request request = ParseRequest(argc, argv);
     NeedCommands({"lbzip2", "partclone.chkimg"});
     NeedRevDisk(request.store);
-    if (!std::filesystem::is_directory(request.store))
-        throw Failure(ExitStatus::Missing, request.store + ": no such directory");
+    NeedFolder(request.store);
     const std::vector<CheckedSet> sets = CheckSets(request);
     if (sets.empty() && !request.serial.empty())
         throw Failure(

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "identity.h"
+#include "medium.h"
 #include "process.h"
 #include "progress.h"
 #include "reporter.h"
@@ -61,7 +62,7 @@ void WriteInPlace(const std::vector<RunEntry>& entries)
         if (!IsSuperseded(entries, whole))
             text += brief.Line();
     }
-    const Descriptor file = Descriptor::Open(path, O_WRONLY);
+    const Descriptor file = Medium::OpenFile(path, O_WRONLY);
     if (file && WriteAll(file.Get(), text.data(), text.size())
         && ftruncate(file.Get(), static_cast<off_t>(text.size())) == 0)
         fsync(file.Get());
@@ -70,8 +71,7 @@ void WriteInPlace(const std::vector<RunEntry>& entries)
 /** The record is written anew beside the old one: after a power cut there is the one or the other, whole. */
 void Append()
 {
-    const std::string folder = std::filesystem::path(path).parent_path();
-    const Descriptor lock = Descriptor::Open(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
+    const Descriptor lock = Medium::OpenFolder(std::filesystem::path(path).parent_path());
     if (!lock || flock(lock.Get(), LOCK_EX) != 0)
         return;
     std::vector<RunEntry> entries = RunEntry::Read(path);
@@ -114,7 +114,7 @@ void RunRecord::Enter(const std::string& phase)
 void RunRecord::Begin(
     const std::string& tablePath, const Device& disk, const std::string& part, const std::vector<std::string>& tools)
 {
-    if (!std::filesystem::is_directory(std::filesystem::absolute(tablePath).parent_path()))
+    if (!Medium::OpenFolder(std::filesystem::path(tablePath).parent_path()))
         return;
     path = RunRecordPath(tablePath);
     begun = Clock::now();

@@ -5,6 +5,7 @@
 
 #include "device.h"
 #include "failure.h"
+#include "medium.h"
 #include "mounts.h"
 #include "process.h"
 
@@ -80,7 +81,8 @@ Descriptor Mount(const std::string& device, const std::string& type)
         || fsconfig(context.Get(), FSCONFIG_SET_FLAG, "ro", nullptr, 0) != 0
         || fsconfig(context.Get(), FSCONFIG_CMD_CREATE, nullptr, nullptr, 0) != 0)
         return {};
-    return Descriptor(fsmount(context.Get(), FSMOUNT_CLOEXEC, MOUNT_ATTR_RDONLY | MOUNT_ATTR_NODEV));
+    return Descriptor(fsmount(context.Get(), FSMOUNT_CLOEXEC,
+        MOUNT_ATTR_RDONLY | MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV | MOUNT_ATTR_NOEXEC | MOUNT_ATTR_NOSYMFOLLOW));
 }
 
 /** At most 1 MiB. */
@@ -117,8 +119,8 @@ void Compare(const std::vector<std::string>& paths, const Place& place)
         throw SystemFailure(ExitStatus::Failed, paths.front() + ": what is on the medium cannot be read afresh", errno);
     for (const std::string& path : paths) {
         const std::string below = "." + place.root + "/" + path.substr(place.point == "/" ? 0 : place.point.size());
-        const Descriptor afresh(openat(top.Get(), below.c_str(), O_RDONLY | O_CLOEXEC));
-        if (!afresh || !AreEqual(Descriptor::Open(path, O_RDONLY), afresh))
+        const Descriptor afresh(openat(top.Get(), below.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        if (!afresh || !AreEqual(Medium::OpenFile(path, O_RDONLY), afresh))
             throw Failure(ExitStatus::Failed, path + ": the medium has not kept it; the medium is bad");
     }
 }
@@ -129,7 +131,9 @@ void NeedOnMedium(const std::vector<std::string>& paths)
     std::vector<std::string> real;
     for (const std::string& path : paths) {
         const std::filesystem::path whole = std::filesystem::absolute(path);
-        real.push_back(std::filesystem::canonical(whole.parent_path()) / whole.filename());
+        const Descriptor folder = Medium::OpenFolder(whole.parent_path());
+        const std::string link = "/proc/self/fd/" + std::to_string(folder.Get());
+        real.push_back(std::filesystem::read_symlink(link) / whole.filename());
     }
     const auto place = FindPlace(real.front());
     if (!place)

@@ -6,6 +6,7 @@
 #include "blockwriter.h"
 #include "descriptor.h"
 #include "failure.h"
+#include "medium.h"
 #include "process.h"
 #include "progress.h"
 #include "sha256.h"
@@ -15,7 +16,6 @@
 #include <tuple>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -59,9 +59,9 @@ public:
 private:
     void Open()
     {
-        file = Descriptor::Open(paths[next], O_RDONLY);
+        file = Medium::OpenFile(paths[next], O_RDONLY);
         if (!file)
-            throw SystemFailure(ExitStatus::Damaged, paths[next] + ": cannot be read", errno);
+            throw Medium::Refusal(ExitStatus::Damaged, paths[next] + ": cannot be read", errno);
         posix_fadvise(file.Get(), 0, 0, POSIX_FADV_SEQUENTIAL);
         ++next;
     }
@@ -100,14 +100,16 @@ std::string Feed(Pipeline& pipeline, Descriptor sink, VolumeReader& reader, uint
 ImageVolumes::ImageVolumes(const ImageFiles& files)
 {
     size_t highest = 0;
-    struct stat status = {};
     for (unsigned number = 0; number < 1000; ++number) {
-        if (stat(files.Volume(number).c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        const auto status = Medium::Look(files.Volume(number));
+        const int error = status ? S_ISREG(status->st_mode) ? 0 : S_ISLNK(status->st_mode) ? ELOOP : ENXIO : errno;
+        if (error == 0) {
             highest = number + 1;
-            bytes += status.st_size;
+            bytes += status->st_size;
             paths.push_back(files.Volume(number));
-        } else if (errno == EIO) {
-            throw SystemFailure(ExitStatus::Damaged, files.Volume(number) + ": cannot be read from the medium", errno);
+        } else if (error == EIO || error == EXDEV || status) {
+            throw Medium::Refusal(
+                ExitStatus::Damaged, files.Volume(number) + ": cannot be read from the medium", error);
         }
     }
     if (paths.empty())

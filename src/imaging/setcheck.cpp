@@ -3,56 +3,19 @@
 
 #include "setcheck.h"
 
-#include "descriptor.h"
 #include "failure.h"
 #include "imagereader.h"
 #include "littleendian.h"
+#include "medium.h"
 #include "runentry.h"
 #include "tablefile.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <optional>
-#include <set>
-
-namespace fs = std::filesystem;
 
 namespace {
 constexpr char diskName[] = "hdc";
 constexpr size_t sectorSize = 512;
-
-/** Folders that operating systems leave at the top of a medium. */
-const std::set<std::string> ofSystems = {"lost+found", "System Volume Information", "$RECYCLE.BIN"};
-
-/** A folder in a folder. */
-struct Folder
-{
-    std::string name;  ///< empty: there may be others
-    std::string fault; ///< why it can't be looked at; empty where it can
-};
-
-/** In the order of their names, hidden ones only where they are `wanted`; what can't be looked at may be one. */
-std::vector<Folder> Folders(const std::string& folder, const std::string& wanted)
-{
-    std::vector<Folder> folders;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        const std::string name = entry->path().filename();
-        std::error_code fault;
-        const bool isFolder = entry->is_directory(fault);
-        if (fault == std::errc::no_such_file_or_directory) // a link to nothing
-            continue;
-        if ((isFolder || fault) && (name.front() != '.' || name == wanted) && ofSystems.count(name) == 0)
-            folders.push_back({name, fault ? folder + "/" + name + ": cannot be read: " + fault.message() : ""});
-    }
-    if (error)
-        folders.push_back({"", folder + ": cannot be read: " + error.message()});
-    std::sort(folders.begin(), folders.end(), [](const Folder& one, const Folder& other) {
-        return one.name < other.name;
-    });
-    return folders;
-}
 
 /** Whether the partitions in the boot sector are those of the table; that of a GPT has one that covers the disk. */
 bool Fits(const std::string& bootSector, const TableFile& table)
@@ -149,7 +112,7 @@ private:
     /** A Failure, with the part missing, where the file is not there. */
     std::string Need(CheckedPart& part, const std::string& path) const
     {
-        if (!fs::exists(path)) {
+        if (!Medium::Exists(path)) {
             part.verdict = Verdict::Missing;
             throw Failure(ExitStatus::Damaged, path + " is missing");
         }
@@ -172,7 +135,7 @@ private:
     void CheckBootSector(CheckedPart& part) const
     {
         const std::string path = Need(part, PathOf(std::string(diskName) + ".mbr"));
-        const std::string bytes = ReadFile(path, 2 * sectorSize);
+        const std::string bytes = Medium::Read(path, 2 * sectorSize);
         if (bytes.size() != sectorSize)
             throw Failure(
                 ExitStatus::Damaged, path + " has " + std::to_string(bytes.size()) + " bytes, a boot sector has 512");
@@ -190,13 +153,13 @@ private:
     void CheckImage(CheckedPart& part, const TableLine& line) const
     {
         const ImageFiles files(set.folder, part.name, set.Prefix() + part.name + ".bz2");
-        if (line.IsExtended() && !fs::exists(files.Volume(0))) {
+        if (line.IsExtended() && !Medium::Exists(files.Volume(0))) {
             part.remark = "extended partition, needs no image";
             return;
         }
         Need(part, files.Volume(0));
         const ImageVolumes volumes(files);
-        if (fs::exists(files.Record()))
+        if (Medium::Exists(files.Record()))
             CheckRecorded(part, volumes, ImageRecord::Read(files.Record()), line);
         else if (table->seal.empty())
             part.verdict = Verdict::Unrecorded;
@@ -267,24 +230,6 @@ std::string Name(Verdict verdict)
         break;
     }
     return "damaged";
-}
-
-std::vector<ImageSet> FindSets(const std::string& store, const std::string& serial, const std::string& date)
-{
-    std::vector<ImageSet> sets;
-    for (const Folder& machine : Folders(store, serial)) {
-        if (machine.name.empty())
-            throw Failure(ExitStatus::Missing, machine.fault);
-        if (!serial.empty() && machine.name != serial)
-            continue;
-        const std::string folder = store + "/" + machine.name;
-        for (const Folder& day :
-            machine.fault.empty() ? Folders(folder, date) : std::vector<Folder>{{"", machine.fault}}) {
-            if (date.empty() || day.name.empty() || day.name == date)
-                sets.push_back({machine.name, day.name, folder + "/" + day.name, day.fault});
-        }
-    }
-    return sets;
 }
 
 std::vector<CheckedPart> CheckSet(

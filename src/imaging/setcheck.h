@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "imageset.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -25,27 +27,6 @@ struct CheckedPart
     Verdict verdict = Verdict::Good;
     std::string remark; ///< why, or what else is worth knowing; may be empty
 };
-
-/** An image set in its folder STORE/SERIAL/DATE. */
-struct ImageSet
-{
-    std::string serial;
-    std::string date;
-    std::string folder;
-    std::string fault; ///< why the folder can't be read; the date may be unknown then
-
-    /** What every name of its files begins with. */
-    [[nodiscard]] std::string Prefix() const
-    {
-        return serial + "_" + date + "_";
-    }
-};
-
-/**
- * All image sets of a store, by serial number and date; only those of `serial` and `date` where these are not empty.
- * A Failure where the store itself can't be read.
- */
-std::vector<ImageSet> FindSets(const std::string& store, const std::string& serial, const std::string& date);
 
 /**
  * Checks that all of a set is there and whole. Images are compared with their records, or read in full where they have

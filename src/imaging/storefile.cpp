@@ -3,6 +3,8 @@
 
 #include "storefile.h"
 
+#include "medium.h"
+
 #include <cerrno>
 #include <filesystem>
 
@@ -14,14 +16,21 @@ bool IsFull(int error)
 {
     return error == ENOSPC || error == EDQUOT || error == EFBIG;
 }
+
+/** A new file, whatever stood there before under its name: not even another name of the same file is written to. */
+Descriptor Create(const std::string& path)
+{
+    Medium::Unlink(path);
+    return Medium::OpenFile(path, O_RDWR | O_CREAT | O_EXCL);
+}
 } // namespace
 
 StoreFile::StoreFile(const std::string& path, bool measures)
     : path(path)
     , guard([&path] {
-        unlink(path.c_str());
+        Medium::Unlink(path);
     })
-    , file(Descriptor::Open(path, O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW))
+    , file(Create(path))
     , measures(measures)
 {
     if (!file)
@@ -32,7 +41,7 @@ StoreFile::StoreFile(const std::string& path, bool measures)
 void StoreFile::Fail(const std::string& what, int error) const
 {
     if (!IsFull(error))
-        throw SystemFailure(ExitStatus::Failed, path + ": " + what, error);
+        throw Medium::Refusal(ExitStatus::Failed, path + ": " + what, error);
     NoRoom noRoom(ExitStatus::Failed, path + ": there is no room left on the medium");
     noRoom.needed = full ? size : 0;
     throw noRoom;
@@ -103,11 +112,10 @@ std::string StoreFile::Prove()
 
 void StoreFile::PutInPlace(const std::string& place)
 {
-    if (rename(path.c_str(), place.c_str()) != 0)
-        throw SystemFailure(ExitStatus::Failed, place + ": cannot be put in place", errno);
+    if (!Medium::Rename(path, place))
+        throw Medium::Refusal(ExitStatus::Failed, place + ": cannot be put in place", errno);
     guard.Done();
-    const std::string parent = std::filesystem::path(place).parent_path();
-    const Descriptor folder = Descriptor::Open(parent.empty() ? "." : parent, O_RDONLY | O_DIRECTORY);
+    const Descriptor folder = Medium::OpenFolder(std::filesystem::path(place).parent_path());
     // The folder alone would not do: the folders above it may be new, and the boot sector was written by another
     // command.
     if (!folder || syncfs(folder.Get()) != 0)

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "imagerecord.h"
+#include "medium.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -16,11 +17,8 @@ uint64_t UnfinishedBytes(const RunState& run, const Step& step)
     const std::filesystem::path table = run.TablePath();
     const std::string stem = table.stem(); // SERIAL_DATE_hdc
     const std::string base = stem.substr(0, stem.rfind('_') + 1) + step.name + ".bz2";
-    std::error_code error;
     try {
-        const uintmax_t size
-            = std::filesystem::file_size(ImageFiles(table.parent_path(), step.name, base).NewImage(), error);
-        return error ? 0 : size;
+        return Medium::FileBytes(ImageFiles(table.parent_path(), step.name, base).NewImage());
     } catch (const Failure&) {
         return 0;
     }

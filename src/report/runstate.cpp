@@ -3,8 +3,8 @@
 
 #include "runstate.h"
 
-#include "descriptor.h"
 #include "failure.h"
+#include "medium.h"
 #include "role.h"
 
 #include <KLocalizedString>
@@ -27,7 +27,7 @@ uint64_t Number(const QJsonObject& object, const char* key)
 bool HasBootSector(const std::string& tablePath)
 {
     try {
-        const std::string bytes = ReadFile(std::filesystem::path(tablePath).replace_extension(".mbr"), 512);
+        const std::string bytes = Medium::Read(std::filesystem::path(tablePath).replace_extension(".mbr"), 512);
         return bytes.size() == 512 && !TableFile::Read(tablePath).IsOtherBootSector(bytes);
     } catch (const Failure&) {
         return false;

@@ -3,8 +3,8 @@
 
 #include "imagerecord.h"
 
-#include "descriptor.h"
 #include "failure.h"
+#include "medium.h"
 
 #include <ctime>
 #include <numeric>
@@ -84,7 +84,7 @@ ImageRecord ImageRecord::Parse(const std::string& text, const std::string& path)
 ImageRecord ImageRecord::Read(const std::string& path)
 {
     constexpr size_t most = 16U << 20;
-    return Parse(ReadFile(path, most), path);
+    return Parse(Medium::Read(path, most), path);
 }
 
 std::string ImageRecord::Mismatch(const TableFile& setTable, const TableLine& line) const

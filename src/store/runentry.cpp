@@ -3,8 +3,8 @@
 
 #include "runentry.h"
 
-#include "descriptor.h"
 #include "failure.h"
+#include "medium.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -92,7 +92,7 @@ std::vector<RunEntry> RunEntry::Read(const std::string& path)
 {
     constexpr size_t most = 16U << 20;
     try {
-        return Parse(ReadFile(path, most));
+        return Parse(Medium::Read(path, most));
     } catch (const Failure&) {
         return {};
     }

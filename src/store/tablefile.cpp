@@ -3,8 +3,8 @@
 
 #include "tablefile.h"
 
-#include "descriptor.h"
 #include "failure.h"
+#include "medium.h"
 #include "sha256.h"
 #include "tablereader.h"
 
@@ -78,5 +78,5 @@ TableFile TableFile::Parse(const std::string& text, const std::string& path)
 
 TableFile TableFile::Read(const std::string& path)
 {
-    return Parse(ReadFile(path, mostText), path);
+    return Parse(Medium::Read(path, mostText), path);
 }
