@@ -5,6 +5,7 @@
 #include "utility.h"
 
 #include <QProcess>
+#include <QRegularExpression>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -78,6 +79,20 @@ private Q_SLOTS:
         QVERIFY(UmountRev());
         QTEST(ReadFile(table), "after");
         QCOMPARE(Kernel::calls.join('|'), QString("mount /dev/hdb /mnt/rev/ udf 0 ''|umount /mnt/rev/"));
+    }
+
+    void allowsNoDevicesAndNoPrograms()
+    {
+        for (const int error : {0, EBUSY, ENXIO}) {
+            Kernel::mountErrno = error;
+            Kernel::attributes.clear();
+            QCOMPARE(MountRev(), error != ENXIO);
+            QCOMPARE(Kernel::attributes.join('|'), QString(error == ENXIO ? "" : "/mnt/rev/ e 0"));
+        }
+        Kernel::mountErrno = 0;
+        Kernel::attributeErrno = ENOSYS;
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^/mnt/rev/: devices .*: Function not implemented"));
+        QVERIFY(MountRev());
     }
 
     // Who reads it meanwhile, as a power cut does, has the old table or the new one.

@@ -32,6 +32,15 @@ extern "C" int umount(const char* target) noexcept
     return errno == 0 ? 0 : -1;
 }
 
+extern "C" int mount_setattr(
+    int /*folder*/, const char* target, unsigned /*flags*/, mount_attr* attributes, size_t /*size*/) noexcept
+{
+    Kernel::attributes.append(
+        QString("%1 %2 %3").arg(target).arg(attributes->attr_set, 0, 16).arg(attributes->attr_clr, 0, 16));
+    errno = Kernel::attributeErrno;
+    return errno == 0 ? 0 : -1;
+}
+
 QStringList ReportStandIn::Heard() const
 {
     const Descriptor connection(accept(listening.socket.Get(), nullptr, nullptr));
@@ -116,7 +125,9 @@ void Stand::init()
     commands.Clear();
     boxes.expected.clear();
     Kernel::mountErrno = Kernel::umountErrno = 0;
+    Kernel::attributeErrno = 0;
     Kernel::calls.clear();
+    Kernel::attributes.clear();
     Kernel::onMount = nullptr;
     QDir("/mnt/rev").removeRecursively();
     QDir("/etc/mtab").removeRecursively();

@@ -20,6 +20,8 @@
 namespace Kernel {
 inline int mountErrno = 0; ///< 0 for success
 inline int umountErrno = 0;
+inline int attributeErrno = 0;
+inline QStringList attributes;        ///< calls of mount_setattr(2), as "target set clear"
 inline QStringList calls;             ///< as "mount source target type flags data", "umount target"
 inline std::function<void()> onMount; ///< called at each mount
 } // namespace Kernel

@@ -6,9 +6,11 @@
 #include "device.h"
 #include "failure.h"
 #include "imagestore.h"
+#include "medium.h"
 #include "mounts.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QProcess>
 #include <QSaveFile>
 
@@ -40,6 +42,8 @@ public:
         }
         place = ImageStore::mountPoint;
         mine = true;
+        if (!Medium::RestrictMount(ImageStore::mountPoint))
+            Warn(place + ": devices and programs there cannot be made useless");
     }
     ~MountedRev()
     {
@@ -77,6 +81,8 @@ QString SaveSessionLog()
     const MountedRev rev;
     const QString name = QDateTime::currentDateTime().toString(QStringLiteral("'norvo-log-'yyyyMMdd-HHmmss'.txt'"));
     QSaveFile file(rev.Place() + QLatin1Char('/') + name);
+    if (Medium::Exists(QFile::encodeName(file.fileName()).toStdString())) // a link would be followed
+        throw Failure(ExitStatus::Failed, name.toStdString() + " is there already; try again");
     if (file.open(QIODevice::WriteOnly)) {
         file.write(Said(QStringLiteral("norvoDevices"), {}));
         file.write(Said(QStringLiteral("lsblk"), {QStringLiteral("--fs")}));

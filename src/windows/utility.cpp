@@ -4,6 +4,7 @@
 #include "utility.h"
 
 #include "imagestore.h"
+#include "medium.h"
 
 #include <QScreen>
 #include <QWidget>
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstring>
 #include <iterator>
 #include <linux/magic.h>
 #include <memory>
@@ -163,8 +165,13 @@ void Echo(const std::string& text)
 
 bool MountRev()
 {
-    if (mount(ImageStore::revDevice, ImageStore::mountPoint, "udf", 0, "") != 0)
-        return errno == EBUSY;
+    const bool mounted = mount(ImageStore::revDevice, ImageStore::mountPoint, "udf", 0, "") == 0;
+    if (!mounted && errno != EBUSY)
+        return false;
+    if (!Medium::RestrictMount(ImageStore::mountPoint))
+        qWarning("%s: devices and programs there cannot be made useless: %s", ImageStore::mountPoint, strerror(errno));
+    if (!mounted)
+        return true;
     if (FILE* const table = OpenMountTable()) {
         std::string device = ImageStore::revDevice, directory = ImageStore::mountPoint, type = "udf",
                     options = "defaults,rw,users,noauto";

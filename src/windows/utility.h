@@ -12,6 +12,9 @@ class QWidget;
  * Mounts the REV disk, read-write, at its fixed mount point and adds its entry to the mount table "/etc/mtab".
  * True when the disk is mounted afterwards: the kernel's EBUSY counts as "was mounted already", and adds no entry.
  * The result doesn't depend on the mount table: where that can't be updated, the entry is left out.
+ *
+ * Nothing on the disk is a device, a program or another user's from then on; where the kernel can't do that, it is said
+ * on standard error.
  */
 bool MountRev();
 
