@@ -6,6 +6,7 @@
 
 #include <QDate>
 #include <QLineEdit>
+#include <QProcess>
 
 class CloneTest : public DialogStand<Clone>
 {
@@ -55,6 +56,34 @@ private Q_SLOTS:
             QCOMPARE(field->selectedText(), field->text());
     }
 
+    void refusesADiskThatLeadsOut_data()
+    {
+        Columns<QString, QString>("attack", "error"); // "$s" is the set, "$f" its files' beginning
+        const char* const leadsOut = "/mnt/rev/A12%1 is a link that leads out of the REV disk.";
+        const char* const noFile = "/mnt/rev/A12/$d/A12_$d_hdc%1 is a link, a device or a pipe, not a file.";
+        Row("serial", "ln -s /mnt/out /mnt/rev/A12", QString(leadsOut).arg(""));
+        Row("relative", "ln -s ../out /mnt/rev/A12", QString(leadsOut).arg(""));
+        Row("date", "mkdir -p /mnt/rev/A12; ln -s /mnt/out $s", QString(leadsOut).arg("/$d"));
+        Row("dd would follow", "mkdir -p $s; ln -s /mnt/out/x ${f}hdc.mbr", QString(noFile).arg(".mbr"));
+        Row("dd would wait", "mkdir -p $s; mkfifo ${f}hdc.mbr", QString(noFile).arg(".mbr"));
+        Row("an image", "mkdir -p $s; ln -s hdc2 ${f}hdc1.bz2.000", QString(noFile).arg("1.bz2.000"));
+    }
+
+    void refusesADiskThatLeadsOut()
+    {
+        QFETCH(QString, attack);
+        QFETCH(QString, error);
+        OpenAndType("A12", "A12");
+        const QString date = Text("edtDate");
+        const QString names = QString("s=/mnt/rev/A12/%1 f=$s/A12_%1_; mkdir -p /mnt/out; ").arg(date);
+        QCOMPARE(QProcess::execute("/bin/bash", {"-c", "PATH=/bin; " + names + attack}), 0);
+        commands.Add("mkdir");
+        boxes.ExpectError(error.replace("$d", date) + " Nothing was done. Delete "
+            + (error.contains("leads out") ? "the link, " : "it, ") + "or use another disk.");
+        Press("btnClone");
+        QVERIFY(commands.Calls().isEmpty() && Kernel::attributes.isEmpty() && dialog->isVisible());
+    }
+
     void savesAnImageSet()
     {
         OpenAndType("A 12", "A 12");
@@ -85,6 +114,7 @@ private Q_SLOTS:
                                    QVERIFY(dialog->isHidden() && dialog->isEnabled() && !mainWindow.isEnabled());
                                }});
         Press("btnClone");
+        QCOMPARE(Kernel::attributes.join('|'), QString("/mnt/rev/ 200000 0|/mnt/rev/ 0 200000")); // no link is followed
         QStringList expected = {"mkdir|-p|/mnt/rev/A 12", "mkdir|-p|" + set,
             "dd|if=/dev/hdc|of=" + set + '/' + prefix + "hdc.mbr|count=1|bs=512",
             "norvoClonePT|hdc|" + set + '/' + prefix + "hdc.sf"};

@@ -10,6 +10,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
@@ -120,6 +121,38 @@ private Q_SLOTS:
         QCOMPARE(Listed(), QString(" /  / "));
         Press("btnMount");
         QCOMPARE(Listed(), listed);
+    }
+
+    void refusesTablesThatAreNone_data()
+    {
+        Columns<QString, QString>("attack", "error"); // "$f" is the set's partition-table file
+        const char* const noFile = "a link, a device or a pipe, not a file";
+        const char* const tooLong = "too long for what its name says";
+        Row("a pipe", "mkfifo $f", noFile);
+        Row("a link", "ln -s /etc/hostname $f", noFile);
+        Row("a line without an end", "printf / >$f; truncate -s 8G $f", tooLong);
+        Row("a long line", "printf '/%01048575d' 0 >$f", tooLong);
+        Row("many lines", "for ((i = 0; i < 1025; ++i)); do echo \"/dev/hdc$i : start= 1, size= 1\"; done >$f",
+            tooLong);
+        Row("no table, but a long boot sector", ": >$f; truncate -s 513 ${f%sf}mbr", tooLong);
+    }
+
+    void refusesTablesThatAreNone()
+    {
+        QFETCH(QString, attack);
+        MakeDirectories({"A/2007"});
+        const QString script = "PATH=/bin; f=/mnt/rev/A/2007/A_2007_hdc.sf; " + attack;
+        QCOMPARE(QProcess::execute("/bin/bash", {"-c", script}), 0);
+        commands.Add("dd");
+        QFETCH(QString, error);
+        boxes.ExpectError(
+            QString("/mnt/rev/A/2007/A_2007_hdc.%1 is %2. Nothing was done. Delete it, or use another disk.")
+                .arg(attack.contains("mbr") ? "mbr" : "sf", error));
+        Open();
+        QCOMPARE(Listed().section(" / ", 2), QString());
+        boxes.ExpectError(attack.contains("mbr") ? "" : noImages);
+        Press("btnStartRestore");
+        QVERIFY(commands.Calls().isEmpty());
     }
 
     void offersNothing()

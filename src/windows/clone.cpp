@@ -8,12 +8,12 @@
 #include "dialogs.h"
 #include "imagestore.h"
 #include "runannouncement.h"
+#include "setguard.h"
 
 #include <QCloseEvent>
 #include <QDate>
 #include <QFile>
 #include <QLocale>
-#include <QTextStream>
 
 Clone::Clone(QWidget* parent, const char* name, Qt::WindowFlags fl)
     : cloneDlg(parent, name, fl)
@@ -89,8 +89,10 @@ bool Clone::CheckInput()
         error = QStringLiteral("Machine serial numbers are not equal!");
         wrong = edtSerialAgain;
     } else {
-        return true;
+        error = FaultOfSet(edtSerial->text(), edtDate->text());
     }
+    if (error.isEmpty())
+        return true;
     ShowError(this, error);
     GiveKeyboard(wrong);
     return false;
@@ -98,29 +100,30 @@ bool Clone::CheckInput()
 
 void Clone::SaveImageSet(const QString& serial, const QString& date)
 {
+    const LinkBan ban(serial, date);
     RunAnnouncement run(true, serial, date);
     RunCommand(*proc, ImageStore::MakeSerialDirCommand(serial));
     RunCommand(*proc, ImageStore::MakeImageSetDirCommand(serial, date));
     RunCommand(*proc, ImageStore::SaveBootSectorCommand(serial, date));
     RunCommand(*proc, ImageStore::SavePartitionTableCommand(serial, date));
     QStringList partitions;
-    ReadPartitionTable(ImageStore::PartitionTablePath(serial, date), partitions);
+    ReadPartitionTable(serial, date, partitions);
     run.Mean(partitions);
     for (const QString& partition : std::as_const(partitions))
         RunCommand(*proc, ImageStore::SavePartitionCommand(serial, date, partition));
     run.Over();
 }
 
-/** Fills `list` with the partitions to image; leaves it as it is when the file can't be opened. */
-void Clone::ReadPartitionTable(const QString& path, QStringList& list)
+/** Fills `list` with the partitions to image; leaves it as it is when the file can't be read. */
+void Clone::ReadPartitionTable(const QString& serial, const QString& date, QStringList& list)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+    QFile file;
+    QStringList lines;
+    if (!ReadTableLines(file, serial, date, lines).isEmpty())
         return;
     list.clear();
-    QTextStream stream(&file);
-    while (!stream.atEnd())
-        ParsePartitionLine(stream.readLine(), list);
+    for (const QString& line : std::as_const(lines))
+        ParsePartitionLine(line, list);
 }
 
 void Clone::ParsePartitionLine(QString line, QStringList& list)

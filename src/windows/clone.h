@@ -50,7 +50,7 @@ public Q_SLOTS:
 private:
     bool CheckInput();
     void SaveImageSet(const QString& serial, const QString& date);
-    void ReadPartitionTable(const QString& path, QStringList& list);
+    void ReadPartitionTable(const QString& serial, const QString& date, QStringList& list);
 
     QWidget* parentWindow;
     bool* mounted = nullptr;

@@ -10,13 +10,14 @@
 #include "imagestore.h"
 #include "restoreoutput.h"
 #include "runannouncement.h"
+#include "setguard.h"
 #include "utility.h"
 
 #include <KLocalizedString>
 
 #include <QCloseEvent>
 #include <QDir>
-#include <QTextStream>
+#include <QFile>
 
 namespace {
 /** Fills a combo box with the names of a listed directory, but for those that the file system itself keeps there. */
@@ -103,21 +104,20 @@ void Restore::cmbDate_activated(const QString& date)
     if (!imagesAvailable)
         return;
     lstPartitions->clear();
-    partitionFile->setFileName(ImageStore::PartitionTablePath(cmbSerial->currentText(), date));
-    if (!partitionFile->open(QIODevice::ReadOnly | QIODevice::Text)) {
-        ShowError(this, QStringLiteral("Can't find partition table file!"));
+    QStringList lines;
+    const QString fault = ReadTableLines(*partitionFile, cmbSerial->currentText(), date, lines);
+    if (!fault.isEmpty()) {
+        ShowError(this, fault);
         imagesAvailable = false;
         return;
     }
     partitions.clear();
-    QTextStream stream(partitionFile.get());
-    while (!stream.atEnd()) {
+    for (const QString& line : std::as_const(lines)) {
         partitionData record;
-        ParsePartitionLine(stream.readLine(), record);
+        ParsePartitionLine(line, record);
         if (!record.partition.isEmpty() && record.size.trimmed().toULongLong() != 0)
             AddPartition(record);
     }
-    partitionFile->close();
     imagesAvailable = true;
     FitTexts(this);
 }
@@ -173,6 +173,11 @@ void Restore::btnStartRestore_clicked()
         ShowError(this, QStringLiteral("Rev is not mounted!"));
         return;
     }
+    const QString fault = FaultOfSet(cmbSerial->currentText(), cmbDate->currentText());
+    if (!fault.isEmpty()) {
+        ShowError(this, fault);
+        return;
+    }
     const Busy busy;
     CenterWindow(this, restoreOutput.get());
     setEnabled(false);
@@ -188,6 +193,7 @@ void Restore::RestoreImageSet(const QString& serial, const QString& date)
 {
     const QStringList chosen = ChosenPartitions();
     const QStringList swap = chkSwap->isChecked() ? SwapPartitions() : QStringList();
+    const LinkBan ban(serial, date);
     RunAnnouncement run(false, serial, date);
     run.Mean(chosen, swap, chkGrub->isChecked());
     process->setWorkingDirectory(ImageStore::ImageSetPath(serial, date) + QLatin1Char('/'));
