@@ -163,6 +163,13 @@ private Q_SLOTS:
         QCOMPARE(FactsOf(file.Text()).left(3), QString("nvm"));
         file.raw.push_back({0, "x"});
         QVERIFY(FactsOf(file.Text()).contains("more than belong to a table"));
+        file = Sealed();
+        file.lines.assign(1025, {1, 1, 1, 0x83, false});
+        QVERIFY(FactsOf(file.Text()).contains("more than 1024 partitions"));
+        file.lines.clear();
+        for (int i = 0; i < 2049; ++i)
+            file.native += "\n";
+        QVERIFY(FactsOf(file.Text()).contains("more lines than any disk"));
         for (const char* length : {" table-length:32769", "table-length: 4294967295", "table-length: x"}) {
             file = Sealed();
             file.native += std::string(length) + "\n";

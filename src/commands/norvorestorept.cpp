@@ -18,6 +18,7 @@
 #include "tablewriter.h"
 #include "use.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <fcntl.h>
@@ -38,6 +39,16 @@ void WarnOfOtherBootSector(const TableFile& table, const std::string& path)
     const std::string saved = std::filesystem::path(path).replace_extension(".mbr");
     if (Medium::Exists(saved) && table.IsOtherBootSector(Medium::Read(saved, 4096)))
         Warn(saved + " and " + path + " have different boot sectors: one of them is damaged or of another run");
+}
+
+/** A disk with bad sectors has many, of which the first tell enough. */
+void WarnAsWhenSaved(const TableFile& table, const std::string& path)
+{
+    constexpr size_t most = 50;
+    for (size_t i = 0; i < std::min(most, table.warnings.size()); ++i)
+        Warn(path + ": when it was saved: " + table.warnings[i]);
+    if (table.warnings.size() > most)
+        Warn(path + ": and " + std::to_string(table.warnings.size() - most) + " warnings more, which stand in it");
 }
 
 /** libfdisk's description of a table that is known by its lines alone. */
@@ -105,8 +116,7 @@ int main(int argc, char** argv)
         TableFile table = TableFile::Read(arguments[1]);
         RefuseUnfitDisk(table, disk);
         RefuseUse(disk, Access::Write);
-        for (const std::string& warning : table.warnings)
-            Warn(arguments[1] + ": when it was saved: " + warning);
+        WarnAsWhenSaved(table, arguments[1]);
         if (table.IsWholeDisk()) {
             Say(disk.name + ": the disk was saved as a whole, there is no partition table to write");
             return;

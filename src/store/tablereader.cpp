@@ -3,6 +3,7 @@
 
 #include "tablereader.h"
 
+#include "cursor.h"
 #include "failure.h"
 #include "sha256.h"
 
@@ -10,60 +11,14 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <cctype>
 #include <limits>
 #include <sstream>
 
 namespace {
 constexpr size_t mostRaw = 40U << 20; // of all areas: a boot track of 32 MiB, and what else of a table stands apart
 constexpr uint64_t mostTableLength = 1U << 15; // entries of a GPT: Linux reads no more
-constexpr size_t mostLines = 64;               // of other makers: four slots, and as many logical ones as kernels offer
-
-/** Walks along a line; each step tells whether it found what it looked for. */
-class Cursor
-{
-public:
-    explicit Cursor(const std::string& line)
-        : line(line)
-    {
-    }
-
-    bool Skip(const std::string& text)
-    {
-        if (line.compare(place, text.size(), text) != 0)
-            return false;
-        place += text.size();
-        return true;
-    }
-    void SkipBlanks()
-    {
-        while (place < line.size() && line[place] == ' ')
-            ++place;
-    }
-    bool Number(uint64_t& number, unsigned base)
-    {
-        const size_t begin = place;
-        number = 0;
-        for (; place < line.size() && std::isxdigit(static_cast<unsigned char>(line[place])); ++place) {
-            const char c = line[place];
-            const unsigned digit = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (c | 0x20) - 'a' + 10;
-            if (digit >= base)
-                break;
-            if (number > (std::numeric_limits<uint64_t>::max() - digit) / base)
-                return false;
-            number = number * base + digit;
-        }
-        return place > begin;
-    }
-    [[nodiscard]] bool AtEnd() const
-    {
-        return place == line.size();
-    }
-
-private:
-    const std::string& line;
-    size_t place = 0;
-};
+constexpr size_t mostLines = 1024;             // Linux offers 256 partitions of a disk
+constexpr size_t mostForeignLines = 64;        // of other makers: four slots, and as many logical ones as kernels offer
 
 /** Whether `fields` is "start= N, size= N, Id=HH" with an optional ", bootable". */
 bool ParseFields(const std::string& fields, TableLine& result)
@@ -179,8 +134,9 @@ private:
         if (disk.empty() || disk != file.disk)
             Damaged("not a partition of the disk " + file.disk + ": " + line.substr(0, 200));
         file.lines.push_back(parsed);
-        if (file.seal.empty() && file.lines.size() > mostLines)
-            Damaged("it names more than " + std::to_string(mostLines) + " partitions");
+        const size_t most = file.seal.empty() ? mostForeignLines : mostLines;
+        if (file.lines.size() > most)
+            Damaged("it names more than " + std::to_string(most) + " partitions");
     }
 
     void AddHeading(const std::string& line)
@@ -236,6 +192,8 @@ private:
             if (!cursor.Number(length, 10) || length > mostTableLength)
                 Damaged("its GPT has more entries than any disk's");
         }
+        if (++nativeLines > 2 * mostLines)
+            Damaged("its table has more lines than any disk's");
         file.native += value + "\n";
     }
 
@@ -319,6 +277,7 @@ private:
     const std::string& path;
     TableFile file;
     size_t rawBytes = 0;
+    size_t nativeLines = 0;
 };
 } // namespace
 
