@@ -123,7 +123,8 @@ void PrintTable(const std::vector<CheckedSet>& sets)
             Answer(line);
         }
         if (checked.openToAll)
-            Answer("  note: every user of a machine can read this set; chmod -R go= closes it");
+            Answer(
+                "  note: every user of a machine can read this set; close it with chmod -R go= " + checked.set.folder);
     }
 }
 
