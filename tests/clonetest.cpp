@@ -131,6 +131,17 @@ private Q_SLOTS:
         QVERIFY(dialog->isHidden() && dialog->isEnabled() && mainWindow.isEnabled());
     }
 
+    void savesNoOtherDisk() // where the table of a prepared set could not be replaced
+    {
+        OpenAndType("A12", "A12");
+        const QString date = Text("edtDate");
+        WriteFile(QString("/mnt/rev/A12/%1/A12_%1_hdc.sf").arg(date), "/dev/sda1 : start= 1, size= 99, Id=83\n");
+        commands.Add("norvoPartimageClone");
+        boxes.expected.append({"Information|Finish|Clone finished successfully!|OK"});
+        Press("btnClone");
+        QVERIFY(commands.Calls().isEmpty());
+    }
+
     void keepsTheInput()
     {
         OpenAndType("A12", "a12");

@@ -155,6 +155,21 @@ private Q_SLOTS:
         QVERIFY(commands.Calls().isEmpty());
     }
 
+    void restoresNoOtherDisk()
+    {
+        for (const QByteArray name : {"../etc/victim", "sda1", "hdc1x", "hdd"}) {
+            for (const QByteArray type : {"82", "83"}) {
+                Store("A", "2007", "/dev/" + name + " : start= 1, size= 99, Id=" + type + "\n");
+                Open();
+                commands.Add("dd");
+                boxes.ExpectError("The set's partition table names /dev/" + name
+                    + ", which is not on the hard disk. Nothing was done. Use another set.");
+                Press("btnStartRestore");
+                QVERIFY(commands.Calls().isEmpty());
+            }
+        }
+    }
+
     void offersNothing()
     {
         for (const QString directory : {"lost+found", "A/.x", "A/20070302"}) {

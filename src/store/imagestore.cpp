@@ -3,6 +3,8 @@
 
 #include "imagestore.h"
 
+#include <algorithm>
+
 namespace {
 // The hard disk that is cloned and restored. There is no choice of another.
 const QString sourceDisk = QStringLiteral("hdc");
@@ -50,6 +52,14 @@ QString ImageBaseName(const QString& serial, const QString& date, const QString&
 QString ImageFirstVolumeName(const QString& serial, const QString& date, const QString& part)
 {
     return ImageBaseName(serial, date, part) + firstVolumeSuffix;
+}
+
+bool IsOfSourceDisk(const QString& part)
+{
+    const auto isDigit = [](QChar c) {
+        return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+    };
+    return part.startsWith(sourceDisk) && std::all_of(part.begin() + sourceDisk.size(), part.end(), isDigit);
 }
 
 QStringList MakeSerialDirCommand(const QString& serial)

@@ -48,6 +48,9 @@ QString PartitionTablePath(const QString& serial, const QString& date);
 QString ImageBaseName(const QString& serial, const QString& date, const QString& part);
 QString ImageFirstVolumeName(const QString& serial, const QString& date, const QString& part);
 
+/** Whether `part` is the name of a partition of the hard disk, or of the disk itself where it has none. */
+bool IsOfSourceDisk(const QString& part);
+
 // The clone run. These use absolute paths, but for the image's base name.
 QStringList MakeSerialDirCommand(const QString& serial);
 QStringList MakeImageSetDirCommand(const QString& serial, const QString& date);

@@ -119,11 +119,13 @@ void Clone::ReadPartitionTable(const QString& serial, const QString& date, QStri
 {
     QFile file;
     QStringList lines;
+    QStringList names;
     if (!ReadTableLines(file, serial, date, lines).isEmpty())
         return;
-    list.clear();
     for (const QString& line : std::as_const(lines))
-        ParsePartitionLine(line, list);
+        ParsePartitionLine(line, names);
+    if (FaultOfPartitions(names).isEmpty()) // else it is not of this run
+        list = names;
 }
 
 void Clone::ParsePartitionLine(QString line, QStringList& list)

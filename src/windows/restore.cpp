@@ -173,7 +173,9 @@ void Restore::btnStartRestore_clicked()
         ShowError(this, QStringLiteral("Rev is not mounted!"));
         return;
     }
-    const QString fault = FaultOfSet(cmbSerial->currentText(), cmbDate->currentText());
+    QString fault = FaultOfSet(cmbSerial->currentText(), cmbDate->currentText());
+    if (fault.isEmpty())
+        fault = FaultOfPartitions(ChosenPartitions() + SwapPartitions());
     if (!fault.isEmpty()) {
         ShowError(this, fault);
         return;

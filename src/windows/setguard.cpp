@@ -114,6 +114,17 @@ QString ReadTableLines(QFile& file, const QString& serial, const QString& date, 
     return read ? QString() : IsTooLong(path);
 }
 
+QString FaultOfPartitions(const QStringList& names)
+{
+    for (const QString& name : names) {
+        if (!ImageStore::IsOfSourceDisk(name))
+            return i18n(
+                "The set's partition table names %1, which is not on the hard disk. Nothing was done. Use another set.",
+                QStringLiteral("/dev/") + name.left(100));
+    }
+    return {};
+}
+
 LinkBan::LinkBan(const QString& serial, const QString& date)
 {
     if (IsLink(ImageStore::SerialDirPath(serial)) || IsLink(ImageStore::ImageSetPath(serial, date)))

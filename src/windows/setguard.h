@@ -24,6 +24,12 @@ QString FaultOfSet(const QString& serial, const QString& date);
  */
 QString ReadTableLines(QFile& file, const QString& serial, const QString& date, QStringList& lines);
 
+/**
+ * Why a run must not work on partitions of these names, which a partition-table file may have from anybody: they end in
+ * the paths of devices that are written to. Empty where all are of the hard disk.
+ */
+QString FaultOfPartitions(const QStringList& names);
+
 /** As long as this lives, no symbolic link on the REV disk is followed; unless one is part of the set's own path. */
 class LinkBan
 {
