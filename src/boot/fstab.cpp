@@ -3,12 +3,14 @@
 
 #include "fstab.h"
 
+#include "descriptor.h"
 #include "failure.h"
 #include "tablefile.h"
 
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -16,6 +18,8 @@
 #include <strings.h>
 
 namespace {
+constexpr size_t mostTable = 1U << 20; // far more than any has
+
 struct TableDelete
 {
     void operator()(libmnt_table* table) const
@@ -171,7 +175,16 @@ std::vector<DiskPartition> FindPartitions(const Device& disk)
 Fstab Fstab::Read(const std::string& path)
 {
     Fstab fstab;
-    const std::unique_ptr<libmnt_table, TableDelete> table(mnt_new_table_from_file(path.c_str()));
+    std::string text;
+    try {
+        text = ReadFile(path, mostTable);
+    } catch (const Failure&) {
+        return fstab;
+    }
+    const std::unique_ptr<libmnt_table, TableDelete> table(mnt_new_table());
+    const std::unique_ptr<FILE, int (*)(FILE*)> stream(fmemopen(text.data(), text.size(), "r"), fclose);
+    if (table && stream)
+        mnt_table_parse_stream(table.get(), stream.get(), path.c_str());
     const std::unique_ptr<libmnt_iter, IteratorDelete> iterator(mnt_new_iter(MNT_ITER_FORWARD));
     libmnt_fs* line = nullptr;
     while (table && iterator && mnt_table_next_fs(table.get(), iterator.get(), &line) == 0)

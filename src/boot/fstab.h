@@ -44,7 +44,7 @@ class Fstab
 public:
     std::vector<FstabEntry> entries;
 
-    /** Empty where there is no such file; lines that are not understood are left out. */
+    /** Empty where there is no such file, or one of over 1 MiB; lines that are not understood are left out. */
     static Fstab Read(const std::string& path);
 
     /**

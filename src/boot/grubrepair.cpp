@@ -3,12 +3,11 @@
 
 #include "grubrepair.h"
 
+#include "enclosure.h"
 #include "failure.h"
 #include "mountspace.h"
-#include "process.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -86,12 +85,6 @@ private:
         installed = "from the system on " + Partition().device.path;
         MountFromFstab();
         boot = root + "/boot";
-        for (const char* folder : {"/dev", "/proc", "/sys"}) {
-            if (!Inside(root, folder).empty())
-                mounts.Show(folder, Inside(root, folder));
-        }
-        if (!Inside(root, "tmp").empty())
-            mounts.MountMemory(Inside(root, "tmp"));
     }
 
     void MountBoot()
@@ -164,6 +157,19 @@ private:
         mounts.Mount(*partition, folder, Access::Write);
     }
 
+    /** Of an installer: the root that it is run in, or none for the machine's own. */
+    Enclosure Place(const std::string& own) const
+    {
+        Enclosure place = {own, {}, {disk.path}};
+        for (const DiskPartition& partition : partitions)
+            place.nodes.push_back(partition.device.path);
+        for (const std::string& folder : {root, system.hasRoot ? std::string() : boot, system.hasRoot ? "" : efi}) {
+            if (own.empty() && !folder.empty())
+                place.writing.push_back(folder);
+        }
+        return place;
+    }
+
     /** The installer of the restored root, seen from there, where its programs run on this machine; else empty. */
     std::string OwnInstaller(const std::string& target) const
     {
@@ -171,7 +177,7 @@ private:
             return {};
         for (const char* path : {"/usr/sbin/grub-install", "/usr/sbin/grub2-install", "/usr/bin/grub-install",
                  "/sbin/grub-install", "/sbin/grub2-install"}) {
-            if (RunProgram({"chroot", root, path, "--version"}).Succeeded())
+            if (RunEnclosed(Place(root), {path, "--version"}).Succeeded())
                 return path;
         }
         return {};
@@ -209,13 +215,11 @@ private:
         std::vector<std::string> command;
         const std::string own = OwnInstaller(target);
         if (!own.empty()) {
-            command = {"chroot", root, own, "--target=" + target, "--no-floppy", "--recheck"};
+            command = {own, "--target=" + target, "--no-floppy", "--recheck"};
             if (target == uefiTarget)
                 command.push_back("--efi-directory=" + efi);
-            unsetenv("TMPDIR");
         } else {
             command = MachineCommand(target);
-            setenv("TMPDIR", Mounts::MakeFolder("tmp").c_str(), 1);
         }
         if (command.empty()) {
             throw Failure(ExitStatus::Tool,
@@ -223,7 +227,7 @@ private:
                     + "; install one of them");
         }
         command.insert(command.end(), options.begin(), options.end());
-        const StageEnd end = RunProgram(command);
+        const StageEnd end = RunEnclosed(Place(own.empty() ? "" : root), command);
         if (!end.Succeeded()) {
             throw Failure(
                 ExitStatus::Failed, disk.path + ": GRUB for " + target + " cannot be installed: " + ErrorIn(end));
@@ -259,7 +263,8 @@ private:
 };
 } // namespace
 
-std::string RepairBootLoader(const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings)
+std::string RepairBootLoader(
+    const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings, const TableFile& saved)
 {
     if (!findings.system) {
         std::string text = disk.path + ": no Linux system was found on this disk; restore its root partition first";
@@ -272,7 +277,7 @@ std::string RepairBootLoader(const Device& disk, const std::vector<DiskPartition
     for (const DiskPartition& partition : partitions)
         FlushDevice(partition.device);
     FlushDevice(disk);
-    const Findings result = LookAtDisk(disk, partitions);
+    const Findings result = LookAtDisk(disk, partitions, saved);
     if (needs.bios && !result.coreWhole)
         throw Failure(
             ExitStatus::Failed, disk.path + ": GRUB was installed, but what is on the disk is not what was installed");

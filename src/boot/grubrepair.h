@@ -6,11 +6,11 @@
 #include "installedsystem.h"
 
 /**
- * Installs GRUB again and looks at the result. It is installed from inside the restored root, so that it fits the
- * configuration there, or with the machine's own GRUB where the root has none or can't be mounted. Afterwards nothing
- * is mounted and everything is on the disk.
+ * Makes GRUB anew and looks at the result. It is installed from inside the restored root, so that it fits the
+ * configuration there, or with the machine's own GRUB where the root has none or can't be mounted; either in an
+ * Enclosure. Afterwards nothing is mounted and everything is on the disk.
  *
  * @return what was installed, for the operator, as "from the system on /dev/hdc1 for BIOS"
  */
 std::string RepairBootLoader(
-    const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings);
+    const Device& disk, const std::vector<DiskPartition>& partitions, const Findings& findings, const TableFile& saved);

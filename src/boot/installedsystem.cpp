@@ -76,9 +76,10 @@ void AddSubvolumes(const std::string& top, const std::string& path, int depth, s
 class Look
 {
 public:
-    Look(const Device& disk, const std::vector<DiskPartition>& partitions)
+    Look(const Device& disk, const std::vector<DiskPartition>& partitions, const TableFile& saved)
         : disk(disk)
         , partitions(partitions)
+        , saved(saved)
     {
     }
 
@@ -131,7 +132,8 @@ private:
         AddSubvolumes(top, "", subvolumeDepth, found);
         // A snapshot of the system has its table too, which names the subvolume that it was made of.
         std::stable_partition(found.begin(), found.end(), [](const Top& candidate) {
-            return Fstab::Read(candidate.folder + "/etc/fstab").RootSubvolume() == candidate.subvolume;
+            return IsFile(candidate.folder, "etc/fstab")
+                && Fstab::Read(Inside(candidate.folder, "etc/fstab")).RootSubvolume() == candidate.subvolume;
         });
         for (const Top& candidate : found) {
             AddGrubs(partition, candidate.folder);
@@ -173,8 +175,12 @@ private:
     {
         for (const GrubFolder& grub : grubs) {
             findings.hasConfig = findings.hasConfig || grub.hasConfig;
-            const std::string platform = Inside(grub.top, grub.path + "/i386-pc");
-            if (platform.empty() || !IsBootCodeWhole(disk, platform))
+            const std::string folder = grub.path + "/i386-pc";
+            if (!IsFile(grub.top, folder + "/boot.img") || !IsFile(grub.top, folder + "/core.img"))
+                continue;
+            const std::string platform = Inside(grub.top, folder);
+            findings.savedWhole = findings.savedWhole || IsBootCodeWhole(disk, platform, &saved);
+            if (!IsBootCodeWhole(disk, platform))
                 continue;
             findings.coreWhole = true;
             findings.biosWhole = findings.biosWhole || grub.hasConfig;
@@ -232,6 +238,7 @@ private:
 
     const Device& disk;
     const std::vector<DiskPartition>& partitions;
+    const TableFile& saved;
     Mounts mounts;
     Findings findings;
     std::vector<GrubFolder> grubs;
@@ -239,9 +246,9 @@ private:
 };
 } // namespace
 
-Findings LookAtDisk(const Device& disk, const std::vector<DiskPartition>& partitions)
+Findings LookAtDisk(const Device& disk, const std::vector<DiskPartition>& partitions, const TableFile& saved)
 {
-    return Look(disk, partitions).Run();
+    return Look(disk, partitions, saved).Run();
 }
 
 std::vector<std::string> HiddenPartitions(const std::vector<DiskPartition>& partitions)

@@ -26,6 +26,7 @@ struct Findings
 {
     bool coreWhole = false;   ///< the boot sector leads to the core of an installed GRUB
     bool biosWhole = false;   ///< and that has its grub.cfg
+    bool savedWhole = false;  ///< it would be with the boot track of the image set
     bool hasConfig = false;   ///< there is a grub.cfg
     bool hasBiosGrub = false; ///< GRUB for BIOS was installed from one of the systems
     EfiLoaders loaders;
@@ -37,7 +38,7 @@ struct Findings
 std::vector<std::string> HiddenPartitions(const std::vector<DiskPartition>& partitions);
 
 /** Looks at all file systems of the disk, mounted for reading, and unmounts them again. */
-Findings LookAtDisk(const Device& disk, const std::vector<DiskPartition>& partitions);
+Findings LookAtDisk(const Device& disk, const std::vector<DiskPartition>& partitions, const TableFile& saved);
 
 /**
  * What starts a disk: a DOS disk the BIOS, a GPT disk what it has partitions for. The BIOS starts neither where there

@@ -45,9 +45,9 @@ void EnterMountSpace()
 
 Mounts::~Mounts()
 {
-    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-        if (umount2(entry->folder.c_str(), 0) != 0)
-            umount2(entry->folder.c_str(), MNT_DETACH);
+    for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
+        if (umount2(folder->c_str(), 0) != 0)
+            umount2(folder->c_str(), MNT_DETACH);
     }
 }
 
@@ -66,33 +66,19 @@ void Mounts::Mount(
     std::string options = access == Access::Read ? LookingOptions(type) : WritingOptions(type);
     if (type == "btrfs" && !subvolume.empty())
         options += (options.empty() ? "" : ",") + subvolume;
-    const unsigned long flags = access == Access::Read ? MS_RDONLY : 0;
+    // Whoever filled it may have left device nodes and programs with root's rights in it.
+    const unsigned long flags = MS_NOSUID | MS_NODEV | (access == Access::Read ? MS_RDONLY | MS_NOEXEC : 0);
     if (mount(partition.device.path.c_str(), folder.c_str(), type.c_str(), flags, options.c_str()) != 0)
         throw SystemFailure(ExitStatus::Failed, partition.device.path + ": its " + type + " cannot be mounted", errno);
-    entries.push_back({folder, true});
-}
-
-void Mounts::Show(const std::string& folder, const std::string& place)
-{
-    if (mount(folder.c_str(), place.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
-        throw SystemFailure(ExitStatus::Failed, place + ": cannot be mounted", errno);
-    entries.push_back({place, false});
-}
-
-void Mounts::MountMemory(const std::string& folder)
-{
-    if (mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") != 0)
-        throw SystemFailure(ExitStatus::Failed, folder + ": cannot be mounted", errno);
-    entries.push_back({folder, false});
+    folders.push_back(folder);
 }
 
 void Mounts::Unmount()
 {
-    for (; !entries.empty(); entries.pop_back()) {
-        const Entry& entry = entries.back();
-        // The machine's own folders come with mounts of theirs; nothing of them is on the disk.
-        if (umount2(entry.folder.c_str(), entry.ofDisk ? 0 : MNT_DETACH) != 0)
-            throw SystemFailure(ExitStatus::Failed, entry.folder + ": the restored system cannot be unmounted", errno);
+    for (; !folders.empty(); folders.pop_back()) {
+        if (umount2(folders.back().c_str(), 0) != 0)
+            throw SystemFailure(
+                ExitStatus::Failed, folders.back() + ": the restored system cannot be unmounted", errno);
     }
 }
 

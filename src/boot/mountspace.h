@@ -29,31 +29,20 @@ public:
     static std::string MakeFolder(const std::string& name);
 
     /**
-     * Mounts a partition's file system on the folder. For reading nothing is written to the partition, also where its
-     * journal was not played back. A Failure with `Failed` otherwise.
+     * Mounts a partition's file system on the folder, without its device nodes and without the rights of others that
+     * its programs may have. For reading nothing is written to the partition, also where its journal was not played
+     * back, and no program of it can be run. A Failure with `Failed` otherwise.
      *
      * @param subvolume the mount option that selects a btrfs subvolume, or empty
      */
     void Mount(
         const DiskPartition& partition, const std::string& folder, Access access, const std::string& subvolume = {});
 
-    /** Shows a folder of the machine, with all that is mounted there, in another one. */
-    void Show(const std::string& folder, const std::string& place);
-
-    /** An empty file system in memory. */
-    void MountMemory(const std::string& folder);
-
     /** Writes everything back. A Failure with `Failed` when one is in use. */
     void Unmount();
 
 private:
-    struct Entry
-    {
-        std::string folder;
-        bool ofDisk = false;
-    };
-
-    std::vector<Entry> entries;
+    std::vector<std::string> folders;
 };
 
 /** Where `path` is below `folder`, with links resolved; empty where it isn't there or a link leads out of it. */
