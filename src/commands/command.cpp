@@ -3,6 +3,7 @@
 
 #include "command.h"
 
+#include "about.h"
 #include "failure.h"
 #include "identity.h"
 #include "medium.h"
@@ -102,6 +103,8 @@ int RunFrame(int argc, char** argv, const std::function<int()>& work)
 {
     const std::string path = argc > 0 ? argv[0] : "norvo";
     SetCommandName(path.substr(path.rfind('/') + 1));
+    if (AnswersQuestion(argc, argv, CommandName()))
+        return 0;
     std::signal(SIGPIPE, SIG_IGN); // the exit status tells all, also when nobody listens any more
     PrepareEnvironment();
     return ExitStatusOf([&work] {

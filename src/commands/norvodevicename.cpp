@@ -6,6 +6,7 @@
 //
 // norvo-device-name --refresh: a disk or partition has come or gone, which may change what others are called.
 
+#include "about.h"
 #include "failure.h"
 #include "links.h"
 
@@ -45,6 +46,8 @@ void Refresh()
 int main(int argc, char** argv)
 {
     SetCommandName("norvo-device-name");
+    if (AnswersQuestion(argc, argv, CommandName()))
+        return 0;
     if (argc != 2) {
         Warn("usage: norvo-device-name KERNELNAME|--refresh");
         return static_cast<int>(ExitStatus::Usage);

@@ -4,6 +4,7 @@
 // norvo-clone-restore [-C|--drives]: what the menu entries run. Starts the program as root, or the window that ties
 // drives, and says in a window what is wrong and what to do where it does not start.
 
+#include "about.h"
 #include "problems.h"
 
 #include <KLocalizedString>
@@ -59,6 +60,8 @@ bool MayStart()
 
 int main(int argc, char* argv[])
 {
+    if (AnswersQuestion(argc, argv, "norvo-clone-restore"))
+        return 0;
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
     const QStringList arguments = QCoreApplication::arguments().mid(1);

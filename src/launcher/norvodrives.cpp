@@ -3,6 +3,7 @@
 
 // norvoDrives: a window in which the operator chooses the REV drive and the hard disk.
 
+#include "about.h"
 #include "drivewindow.h"
 
 #include <KLocalizedString>
@@ -11,6 +12,8 @@
 
 int main(int argc, char* argv[])
 {
+    if (AnswersQuestion(argc, argv, "norvoDrives"))
+        return 0;
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
     QApplication::setApplicationName(QStringLiteral("norvoDrives"));

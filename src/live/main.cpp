@@ -4,6 +4,7 @@
 // norvo-session [-C]: what the operator has on the screen of a PC that was started from the stick. The program comes
 // first; when it has ended, a window asks what next.
 
+#include "about.h"
 #include "sessionwindow.h"
 
 #include <KLocalizedString>
@@ -14,6 +15,8 @@
 
 int main(int argc, char* argv[])
 {
+    if (AnswersQuestion(argc, argv, "norvo-session"))
+        return 0;
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
     QApplication::setQuitOnLastWindowClosed(false);

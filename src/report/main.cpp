@@ -4,6 +4,7 @@
 // norvoReport [DESCRIPTOR]: the window beside the program that shows what its commands do. The first command of a run
 // opens it and hands it the socket that it is to listen on, with the lock of that in the next descriptor.
 
+#include "about.h"
 #include "listener.h"
 #include "messagelanguage.h"
 #include "reportwindow.h"
@@ -14,6 +15,8 @@
 
 int main(int argc, char* argv[])
 {
+    if (AnswersQuestion(argc, argv, "norvoReport"))
+        return 0;
     MessageLanguage::SetOperators();
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");

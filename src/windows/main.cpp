@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
+#include "about.h"
 #include "instance.h"
 #include "messagelanguage.h"
 #include "norvoclonerestore.h"
@@ -20,8 +21,6 @@
 #include <sys/stat.h>
 
 namespace {
-constexpr char version[] = "1.0.5";
-
 /** Lets the library report faults in the command line, and answer --help and --version; both end the program. */
 void CheckCommandLine(KAboutData& about)
 {
@@ -43,12 +42,14 @@ void CheckCommandLine(KAboutData& about)
 
 int main(int argc, char* argv[])
 {
+    if (AnswersQuestion(argc, argv, "norvoclonerestore")) // also where there is no display
+        return 0;
     umask(077); // what the commands of a run leave on the REV disk is a whole customer's
 
     const QString maker = QStringLiteral("Norvo Clone-Restore developers");
     const QString address = QStringLiteral("norvo-clone-restore@example.org");
     KAboutData about(QStringLiteral("norvoclonerestore"), QStringLiteral("NorvoCloneRestore"),
-        QString::fromUtf8(version), QStringLiteral("Norvo Clone-Restore"), KAboutLicense::Custom,
+        QString::fromUtf8(ProgramVersion()), QStringLiteral("Norvo Clone-Restore"), KAboutLicense::Custom,
         QStringLiteral("(c) 2026 ") + maker, QString(), QString(), address);
     about.addAuthor(maker, QString(), address);
 
@@ -79,7 +80,7 @@ int main(int argc, char* argv[])
     // The only window without a parent: the event loop ends when it is closed and no function of its dialogs waits any
     // more. It is deleted only then.
     const auto window = std::make_unique<NorvoCloneRestore>(nullptr, nullptr, Qt::WindowFlags());
-    window->Init(cloneVersion, version);
+    window->Init(cloneVersion, ProgramVersion());
     CenterWindow(window.get());
     window->show();
     return QApplication::exec();
