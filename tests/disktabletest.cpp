@@ -260,6 +260,55 @@ private Q_SLOTS:
         }
     }
 
+    void grubComesBackAsItWasSaved_data()
+    {
+        QTest::addColumn<QString>("table"); // of the target, as sfdisk takes it
+        QTest::addColumn<unsigned>("sectorBytes");
+        QTest::addColumn<QString>("change"); // to the set: what is at fault
+        QTest::addColumn<bool>("installed");
+        const auto row = [](const char* name, const char* table, unsigned sectorBytes, const char* change, bool done) {
+            QTest::newRow(name) << table << sectorBytes << change << done;
+        };
+        row("another signature", "label: dos\nlabel-id: 0x1\nstart=64, size=64\n", 512, "", true);
+        row("a partition in the core's place", "label: dos\nstart=20, size=64\n", 512, "", false);
+        row("one right behind it", "label: dos\nstart=22, size=64\n", 512, "", true);
+        row("another kind of table", "label: gpt\n", 512, "", false);
+        row("other sectors", "label: dos\nstart=64, size=64\n", 4096, "", false);
+        row("no GRUB", "label: dos\nstart=64, size=64\n", 512, "code", false);
+        row("an unreadable sector", "label: dos\nstart=64, size=64\n", 512, "warning", false);
+        row("a core beyond what is saved", "label: dos\nstart=2000, size=64\n", 512, "core", false);
+    }
+
+    void grubComesBackAsItWasSaved()
+    {
+        QFETCH(QString, table);
+        QFETCH(unsigned, sectorBytes);
+        QFETCH(QString, change);
+        QFETCH(bool, installed);
+        Chance chance(seed);
+        std::string made = chance.Bytes(4U << 20);
+        made.replace(0x180, 4, change == "code" ? "LILO" : "GRUB");
+        SetNumber(made, 0x5c, 1, 8); // the core begins there and goes on in 20 sectors
+        SetNumber(made, 2 * 512 - 12, 2, 8);
+        SetNumber(made, 2 * 512 - 4, change == "core" ? 1000 : 20, 2);
+        SetNumber(made, 2 * 512 - 16, 0, 2);
+        const Device source = New("source", made);
+        ApplyNative(PlaceOf(source), "label: dos\nstart=64, size=64\n");
+        Put(source.path, made.substr(0, 440)); // a new table clears the boot code
+        TableFile file = Saved(source);
+        if (change == "warning")
+            file.warnings.emplace_back("the sector at byte 1024 cannot be read");
+        const Device target = New("target", chance.Bytes(5U << 20), sectorBytes);
+        ApplyNative(PlaceOf(target), table.toStdString());
+        std::string expected = Content(target.path);
+        QCOMPARE(ReinstallSavedGrub(target, file), installed);
+        if (installed) {
+            expected.replace(0, 440, made, 0, 440);
+            expected.replace(512, 21U * 512, made, 512, 21U * 512);
+        }
+        QVERIFY(Content(target.path) == expected);
+    }
+
     void tablesWithoutPartitions()
     {
         Chance chance(seed);
