@@ -4,6 +4,8 @@
 #include "bootcode.h"
 #include "contents.h"
 #include "diskimages.h"
+#include "ends.h"
+#include "kernelview.h"
 #include "savedtable.h"
 #include "tablewriter.h"
 
@@ -40,6 +42,8 @@ struct DosDisk
 {
     std::string bytes;
     uint64_t bootTrack = 0;         ///< sectors before the first partition
+    uint64_t end = 0;               ///< the sector behind the last one
+    bool isDynamic = false;         ///< one of them is of a Windows dynamic disk
     std::vector<uint64_t> records;  ///< sectors of the extended boot records
     std::vector<TableLine> logical; ///< in the order of the chain
 };
@@ -88,7 +92,14 @@ DosDisk MakeDosDisk(Chance& chance)
     uint64_t place = disk.bootTrack;
     for (size_t i = 0; i < places.size(); ++i) {
         const uint64_t size = i == extended ? chance.Number(301, 1800) : chance.Number(1, 300);
-        const TableLine line = {0, place, size, i == extended ? 0x0fU : 0x83U, i == 0 && i != extended};
+        const bool isDynamic = i != extended && chance.Number(0, 3) == 0;
+        const TableLine line = {0, place, size,
+            i == extended   ? 0x0fU
+                : isDynamic ? 0x42U
+                            : 0x83U,
+            i == 0 && i != extended};
+        disk.isDynamic = disk.isDynamic || isDynamic;
+        disk.end = place + size;
         SetEntry(disk.bytes, 0, places[i], line);
         if (i == extended)
             MakeChain(disk, line, chance);
@@ -130,6 +141,19 @@ std::string Quoted(const std::string& name)
         text += escaped;
     }
     return text;
+}
+
+constexpr size_t endBytes = 1U << 20;
+
+/** In the last MiB, what lies in no partition. */
+void ClearEnd(std::string& disk, const TableFile& file)
+{
+    const std::string before = disk;
+    std::fill(disk.end() - endBytes, disk.end(), '\0');
+    for (const TableLine& line : file.lines) {
+        const size_t begin = line.start * file.sectorBytes, size = line.size * file.sectorBytes;
+        disk.replace(begin, size, before, begin, size);
+    }
 }
 
 constexpr char gptDisk[] = "0A1B2C3D-0011-2233-4455-66778899AABB";
@@ -190,10 +214,15 @@ private Q_SLOTS:
                 QVERIFY(line.number == i + 5 && line.start == made.logical[i].start && line.size == made.logical[i].size
                     && line.type == made.logical[i].type);
             }
-            const std::string before = chance.Bytes(made.bytes.size());
-            const Device target = New("target", before);
+            std::string expected = chance.Bytes(made.bytes.size() + chance.Number(0, 1) * 51200);
+            const Device target = New("target", expected);
             WriteTable(file, PlaceOf(target), made.bytes.substr(0, 512));
-            std::string expected = before;
+            const bool isLarger = expected.size() > made.bytes.size();
+            ClearEnd(expected, file);
+            const size_t end = std::max(made.end * 512, made.bytes.size() - endBytes) / 512;
+            if (made.isDynamic && !isLarger)
+                Copy(made.bytes, expected, end, made.bytes.size() / 512 - end);
+            QCOMPARE(LosesDatabase(file, target), made.isDynamic && isLarger);
             Copy(made.bytes, expected, 0, made.bootTrack);
             for (const uint64_t record : made.records)
                 Copy(made.bytes, expected, record, 1);
@@ -239,13 +268,15 @@ private Q_SLOTS:
                 made[446] = '\x80'; // there is firmware that asks for an active entry
             }
             Put(source.path, made.substr(0, 512));
-            const TableFile file = Saved(source);
+            TableFile file = Saved(source);
             QCOMPARE(Joined(file.warnings), QString());
+            file.lines.push_back({200, 2048 * 512 / sectorBytes, 1, 0x83, false}); // the kernel alone has it
             std::string expected = chance.Bytes(bytes);
             const Device target = New("target", expected, sectorBytes);
             RefuseUnfitDisk(file, target);
             WriteTable(file, PlaceOf(target), made.substr(0, 512));
             const std::string got = Content(target.path);
+            ClearEnd(expected, file);
             Copy(made, expected, 0, 2048);
             expected.replace(bytes - sectorBytes - entriesBytes, entriesBytes, made, 2 * sectorBytes, entriesBytes);
             expected.replace(bytes - sectorBytes, sectorBytes, made, made.size() - sectorBytes, sectorBytes);
@@ -396,6 +427,77 @@ private Q_SLOTS:
             WriteTable(file, PlaceOf(target), made.substr(0, 512));
             QVERIFY(Content(target.path).substr(0, 512) == made.substr(0, 512));
             QCOMPARE(ReadDiskTable(PlaceOf(target)).Comparable(), ReadDiskTable(PlaceOf(source)).Comparable());
+        }
+    }
+
+    void clearsBothEndsOfAPartition()
+    {
+        struct Case
+        {
+            TableLine line;
+            std::vector<TableLine> others;
+            std::vector<RawArea> raw;
+            std::vector<std::pair<uint64_t, uint64_t>> cleared; // sectors of the partition
+        };
+        const std::vector<Case> cases = {
+            {{1, 63, 6000, 7, false}, {{2, 6063, 500, 7, false}}, {}, {{0, 2048}, {3952, 6000}}},
+            {{1, 63, 3000, 7, false}, {}, {}, {{0, 3000}}},
+            {{1, 63, 3, 7, false}, {}, {}, {{0, 3}}},
+            {{0, 0, 6000, 0, false}, {}, {{0, std::string(512, 'x')}}, {{1, 2048}, {3952, 6000}}}, // the whole disk
+            {{5, 100, 6000, 7, false}, {{4, 99, 9000, 5, false}, {6, 6000, 50, 7, false}, {7, 1, 100, 7, false}},
+                {{5900 * 512, std::string(512, 'x')}}, {{1, 2048}, {3952, 5800}, {5801, 5900}, {5950, 6000}}},
+            {{1, 63, 3000, 7, false}, {{2, 0, ~0ULL, 7, false}}, {{~0ULL, "x"}}, {}},
+        };
+        for (const Case& c : cases) {
+            std::string expected(c.line.size * 512, 'y');
+            const Device partition = New("part", expected);
+            TableFile file;
+            file.lines = c.others;
+            file.lines.push_back(c.line);
+            file.raw = c.raw;
+            ClearPartitionEnds(file, c.line, partition);
+            for (const auto& [begin, end] : c.cleared)
+                expected.replace(begin * 512, (end - begin) * 512, (end - begin) * 512, '\0');
+            QVERIFY(Content(partition.path) == expected);
+        }
+    }
+
+    void linesOfTheKernel()
+    {
+        struct Case
+        {
+            const char* label;
+            std::vector<TableLine> lines;
+            std::vector<KernelPartition> kernel;
+            QString answer; // lines, first warning, whether volumes are shown
+        };
+        const std::vector<TableLine> dos = {{1, 64, 900, 5, false}, {5, 100, 50, 7, false}};
+        const std::vector<TableLine> gpt = {{5, 100, 50, 7, false}};
+        const std::vector<TableLine> dynamic = {{1, 63, 900, 0x42, false}};
+        const QString restart = "partition 5 is elsewhere for the kernel than in the table; restart the machine first";
+        const QString alone = "is known to the kernel alone; it is saved as others are";
+        const std::vector<Case> cases = {
+            {"dos", dos, {{1, 64, 2, 0}, {5, 100, 50, 0}}, "1:64+900 5:100+50  0"},
+            {"dos", dos, {{1, 64, 2, 0}, {5, 200, 50, 0}}, "1:64+900 5:200+50 partition 5 " + alone + " 0"},
+            {"gpt", gpt, {{5, 200, 50, 0}}, "5:100+50 " + restart + " 0"},
+            {"gpt", gpt, {{5, 100, 50, 0}, {6, 200, 50, 0}}, "5:100+50 6:200+50 partition 6 " + alone + " 0"},
+            {"dos", dynamic, {{1, 63, 900, 0}}, "1:63+900  0"},
+            {"dos", dynamic, {{1, 63, 400, 0}}, "1:63+900 " + QString(restart).replace('5', '1') + " 1"},
+            {"gpt", {{1, 63, 900, 0x42, false}}, {{1, 63, 400, 0}},
+                "1:63+900 " + QString(restart).replace('5', '1') + " 0"},
+        };
+        Device disk;
+        disk.bytes = 1U << 20;
+        for (const Case& c : cases) {
+            TableFile file;
+            file.native = std::string("label: ") + c.label + "\n";
+            file.lines = c.lines;
+            const bool volumes = ShowsVolumes(c.kernel, disk, file);
+            AddKernelPartitions(c.kernel, disk, file);
+            QString answer;
+            for (const TableLine& line : file.lines)
+                answer += QString("%1:%2+%3 ").arg(line.number).arg(line.start).arg(line.size);
+            QCOMPARE(answer + Joined(file.warnings) + (volumes ? " 1" : " 0"), c.answer);
         }
     }
 

@@ -10,11 +10,11 @@
 #include "failure.h"
 #include "freshview.h"
 #include "imagewriter.h"
+#include "kernelview.h"
 #include "lock.h"
 #include "medium.h"
 #include "process.h"
 #include "runrecord.h"
-#include "savedtable.h"
 #include "use.h"
 
 #include <algorithm>
@@ -56,6 +56,12 @@ bool IsExtended(const Contents& contents)
     return contents.entryType == "0x5" || contents.entryType == "0xf" || contents.entryType == "0x85";
 }
 
+/** Of a Windows dynamic disk: there may be several volumes in it, with a file system each. */
+bool IsDynamic(const Contents& contents)
+{
+    return contents.entryType == "0x42" || contents.entryType == "af9b60a0-1431-4f62-bc68-3311714a69ad";
+}
+
 void WriteContents(const Device& partition, const Contents& contents, StoreFile& file, ImageRecord& record)
 {
     record.content = contents.type;
@@ -63,7 +69,7 @@ void WriteContents(const Device& partition, const Contents& contents, StoreFile&
         record.content = "extended";
         WriteExtendedNote(file);
     } else {
-        WriteImage(partition, PlanSaving(partition, contents.type), file, record);
+        WriteImage(partition, PlanSaving(partition, IsDynamic(contents) ? "unknown" : contents.type), file, record);
     }
 }
 

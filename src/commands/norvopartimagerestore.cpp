@@ -10,8 +10,10 @@
 #include "command.h"
 #include "contents.h"
 #include "descriptor.h"
+#include "ends.h"
 #include "failure.h"
 #include "imagereader.h"
+#include "kernelview.h"
 #include "littleendian.h"
 #include "lock.h"
 #include "medium.h"
@@ -19,7 +21,6 @@
 #include "progress.h"
 #include "runentry.h"
 #include "runrecord.h"
-#include "savedtable.h"
 #include "use.h"
 #include "writeguard.h"
 
@@ -118,7 +119,7 @@ void WriteBeginning(const Device& disk, const TableFile& table)
     ioctl(node.Get(), BLKRRPART); // partitions of before are there no more
 }
 
-/** First the signatures of what was there go: those that the image does not overwrite would make it ambiguous. */
+/** First the marks of what was there go: those that the image does not overwrite would make it ambiguous. */
 void WriteImage(const Device& disk, const Device& partition, const ImageVolumes& volumes,
     const std::optional<ImageRecord>& record, const TableFile& table)
 {
@@ -129,6 +130,7 @@ void WriteImage(const Device& disk, const Device& partition, const ImageVolumes&
     if (kernel)
         WipeDiskSignatures(disk, partition, kernel->start * 512);
     WipeSignatures(partition);
+    ClearPartitionEnds(table, *table.Find(kernel ? kernel->number : 0), partition);
     volumes.WriteTo(partition, record ? record->sha256 : "");
     // Of the same run: another one's boot sector describes another file system.
     if (table.IsWholeDisk() && record && record->table == table.seal)

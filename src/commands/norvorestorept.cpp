@@ -11,6 +11,7 @@
 #include "contents.h"
 #include "descriptor.h"
 #include "failure.h"
+#include "kernelview.h"
 #include "lock.h"
 #include "medium.h"
 #include "runentry.h"
@@ -103,6 +104,17 @@ void RestoreTable(TableFile& table, const Device& disk)
     FlushDevice(disk);
     TellKernel(table, disk);
 }
+
+/** The volumes of a Windows dynamic disk stand in it. */
+void WarnOfLostDatabase(const TableFile& table, const Device& disk)
+{
+    if (LosesDatabase(table, disk)) {
+        Warn(disk.path + " has " + std::to_string(disk.bytes) + " bytes, the saved disk had "
+            + std::to_string(table.diskBytes)
+            + ": the database of its dynamic volumes has its place at the end of a disk of that size and is left out; "
+              "restore onto such a disk if Windows is to find the volumes");
+    }
+}
 } // namespace
 
 int main(int argc, char** argv)
@@ -117,6 +129,7 @@ int main(int argc, char** argv)
         RefuseUnfitDisk(table, disk);
         RefuseUse(disk, Access::Write);
         WarnAsWhenSaved(table, arguments[1]);
+        WarnOfLostDatabase(table, disk);
         if (table.IsWholeDisk()) {
             Say(disk.name + ": the disk was saved as a whole, there is no partition table to write");
             return;

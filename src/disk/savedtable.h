@@ -12,9 +12,3 @@
  * a single image of all of it. What may not come back as it was is named in `warnings`.
  */
 TableFile DescribeDisk(const Device& disk);
-
-/**
- * Whether the kernel's partition is the one of that line. The kernel gives an extended partition a size of its own, and
- * cuts one that ends beyond the disk.
- */
-bool IsSamePlace(const TableLine& line, const KernelPartition& partition, const Device& disk);

@@ -4,37 +4,30 @@
 #include "tablewriter.h"
 
 #include "descriptor.h"
+#include "ends.h"
 #include "failure.h"
-#include "process.h"
-#include "savedtable.h"
-#include "udev.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include <fcntl.h>
-#include <linux/blkpg.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-constexpr int nodeTries = 300; // of 100 ms each
-
-bool IsGpt(const TableFile& file)
+/**
+ * What was saved from behind the last partition belongs to the end of a disk of that size: the second copy of a GPT,
+ * which is made anew elsewhere, or the database of a dynamic disk. The first area has the first copy of a GPT, also
+ * where there is no partition.
+ */
+std::vector<const RawArea*> AreasFor(const TableFile& file, uint64_t diskBytes)
 {
-    return ("\n" + file.native).find("\nlabel: gpt\n") != std::string::npos;
-}
-
-uint64_t LastSector(const TableFile& file)
-{
-    uint64_t last = 0;
-    for (const TableLine& line : file.lines)
-        last = std::max(last, line.start + line.size);
-    return last;
+    std::vector<const RawArea*> areas;
+    for (const RawArea& area : file.raw) {
+        if (diskBytes == file.diskBytes || area.offset == 0 || area.offset < file.EndOfPartitions() * file.sectorBytes)
+            areas.push_back(&area);
+    }
+    return areas;
 }
 
 /** Whether the raw bytes can be written as they are. A GPT for a larger disk names sectors that this one lacks. */
@@ -42,10 +35,11 @@ bool RawFits(const TableFile& file, const TablePlace& place)
 {
     if (file.raw.empty() || file.sectorBytes != place.sectorBytes)
         return false;
-    if (IsGpt(file))
+    if (file.IsGpt())
         return place.bytes >= file.diskBytes;
-    return std::all_of(file.raw.begin(), file.raw.end(), [&place](const RawArea& area) {
-        return area.offset + area.bytes.size() <= place.bytes;
+    const std::vector<const RawArea*> areas = AreasFor(file, place.bytes);
+    return std::all_of(areas.begin(), areas.end(), [&place](const RawArea* area) {
+        return area->offset + area->bytes.size() <= place.bytes;
     });
 }
 
@@ -82,13 +76,7 @@ void KeepActiveMark(std::string& made, const std::string& bootSector)
 /** The boot sector comes last: without it nothing takes what is there for a table. */
 void WriteRaw(const TableFile& file, const TablePlace& place)
 {
-    const bool moves = IsGpt(file) && place.bytes != file.diskBytes;
-    std::vector<const RawArea*> areas;
-    for (const RawArea& area : file.raw) {
-        // The first one has the first copy, also where there is no partition.
-        if (!moves || area.offset == 0 || area.offset < LastSector(file) * file.sectorBytes)
-            areas.push_back(&area);
-    }
+    std::vector<const RawArea*> areas = AreasFor(file, place.bytes);
     std::reverse(areas.begin(), areas.end());
     for (const RawArea* area : areas)
         WriteBytes(place, area->offset, area->bytes);
@@ -96,7 +84,7 @@ void WriteRaw(const TableFile& file, const TablePlace& place)
         if (ReadBack(place, area->offset, area->bytes.size()) != area->bytes)
             throw Failure(ExitStatus::Failed, "it reads back differently");
     }
-    if (!moves)
+    if (!file.IsGpt() || place.bytes == file.diskBytes)
         return;
     MoveSecondCopy(place);
     std::string bootSector = ReadBack(place, 0, 512);
@@ -119,7 +107,7 @@ void KeepBootSector(const TableFile& file, const TablePlace& place, const std::s
     if (fits())
         return;
     // On a GPT's disk the number behind the boot code is that of the disk too.
-    const size_t kept = IsGpt(file) ? 446 : 440;
+    const size_t kept = file.IsGpt() ? 446 : 440;
     std::string mixed = bootSector.substr(0, kept) + made.substr(kept);
     KeepActiveMark(mixed, bootSector);
     WriteBytes(place, 0, mixed);
@@ -145,10 +133,15 @@ void WriteAnew(const TableFile& file, const TablePlace& place, const std::string
     KeepBootSector(file, place, before);
 }
 
-/**
- * Whether libfdisk sees the partitions of the lines in their places, whatever else it thinks of the table. Logical ones
- * may be known to the kernel alone, or under another number to libfdisk.
+/** Whether libfdisk saw the partition of that line when the table was saved; there are some that the kernel alone has.
  */
+bool IsInNative(const TableFile& file, const TableLine& line)
+{
+    const std::string text = "\n" + std::to_string(line.number) + ":start=" + std::to_string(line.start) + ",";
+    return ("\n" + ComparableNative(file.native)).find(text) != std::string::npos;
+}
+
+/** Whether libfdisk sees the partitions of the lines in their places, whatever else it thinks of the table. */
 bool HasPartitions(const TableFile& file, const TablePlace& place)
 {
     const DiskTable table = ReadDiskTable(place);
@@ -159,59 +152,12 @@ bool HasPartitions(const TableFile& file, const TablePlace& place)
         });
     };
     const auto isSeen = [&](const TableLine& line) {
-        return has(table.lines, line) || (line.number > 4 && table.kind == "dos");
+        return has(table.lines, line) || !IsInNative(file, line);
     };
     return std::all_of(file.lines.begin(), file.lines.end(), isSeen)
         && std::all_of(table.lines.begin(), table.lines.end(), [&](const TableLine& line) {
                return has(file.lines, line);
            });
-}
-
-bool ChangePartition(int disk, int operation, const KernelPartition& partition)
-{
-    blkpg_partition change = {};
-    change.start = static_cast<long long>(partition.start) * 512;
-    change.length = static_cast<long long>(partition.size) * 512;
-    change.pno = static_cast<int>(partition.number);
-    blkpg_ioctl_arg argument = {operation, 0, sizeof change, &change};
-    return ioctl(disk, BLKPG, &argument) == 0;
-}
-
-/** The partition in /sys that a line means; its number is 0 where the kernel has none in that place. */
-KernelPartition Offered(const TableLine& line, const Device& disk)
-{
-    for (const KernelPartition& partition : KernelPartitions(disk.number)) {
-        if (IsSamePlace(line, partition, disk))
-            return partition;
-    }
-    return {};
-}
-
-bool OffersAll(const TableFile& file, const Device& disk)
-{
-    return std::all_of(file.lines.begin(), file.lines.end(), [&disk](const TableLine& line) {
-        return line.size == 0 || line.number == 0 || Offered(line, disk).number != 0;
-    });
-}
-
-/** For a kernel that does not read partition tables itself, as with some loop devices. */
-void OfferOneByOne(int node, const TableFile& file, const Device& disk)
-{
-    const uint64_t unit = disk.sectorBytes / 512;
-    for (const KernelPartition& partition : KernelPartitions(disk.number))
-        ChangePartition(node, BLKPG_DEL_PARTITION, partition);
-    for (const TableLine& line : file.lines) {
-        const uint64_t end = disk.bytes / disk.sectorBytes;
-        const uint64_t whole = line.start < end ? std::min(line.size, end - line.start) * unit : 0;
-        const uint64_t size = line.IsExtended() ? std::min(std::max<uint64_t>(2, unit), whole) : whole;
-        if (size > 0 && line.number > 0)
-            ChangePartition(node, BLKPG_ADD_PARTITION, {line.number, line.start * unit, size, 0});
-    }
-}
-
-bool LeadsTo(const std::string& path, dev_t device)
-{
-    return device != 0 && BlockNumber(path) == device;
 }
 } // namespace
 
@@ -222,12 +168,12 @@ void RefuseUnfitDisk(const TableFile& file, const Device& disk)
             disk.path + " has sectors of " + std::to_string(disk.sectorBytes)
                 + " bytes, the saved table counts in sectors of " + std::to_string(file.sectorBytes));
     }
-    uint64_t needed = LastSector(file);
+    uint64_t needed = file.EndOfPartitions();
     const uint64_t sectors = disk.bytes / disk.sectorBytes;
     // A partition that ended beyond its own disk may do so again.
     if (file.diskBytes != 0 && disk.bytes >= file.diskBytes)
         return;
-    if (IsGpt(file))
+    if (file.IsGpt())
         needed += 1 + (16384 + disk.sectorBytes - 1) / disk.sectorBytes; // the second copy
     if (needed > sectors) {
         throw Failure(ExitStatus::Refused,
@@ -238,6 +184,7 @@ void RefuseUnfitDisk(const TableFile& file, const Device& disk)
 
 void WriteTable(const TableFile& file, const TablePlace& place, const std::string& bootSector)
 {
+    ClearDiskEnd(file, place);
     bool raw = RawFits(file, place);
     if (raw)
         WriteRaw(file, place);
@@ -258,46 +205,15 @@ void RehearseTable(const TableFile& file, TablePlace place, const std::string& b
     WriteTable(file, place, bootSector);
 }
 
+bool LosesDatabase(const TableFile& file, const Device& disk)
+{
+    return !file.IsGpt() && file.EndOfPartitions() > 0 && AreasFor(file, disk.bytes).size() < file.raw.size();
+}
+
 bool IsInPartition(const TableFile& file, uint64_t offset)
 {
     return std::any_of(file.lines.begin(), file.lines.end(), [&file, offset](const TableLine& line) {
         return !line.IsExtended() && offset >= line.start * file.sectorBytes
             && offset < (line.start + line.size) * file.sectorBytes;
     });
-}
-
-void TellKernel(const TableFile& file, const Device& disk)
-{
-    const Descriptor node = Descriptor::Open(disk.path, O_RDONLY);
-    for (int tries = 0; tries < 20; ++tries) {
-        if (ioctl(node.Get(), BLKRRPART) != 0 || !OffersAll(file, disk))
-            OfferOneByOne(node.Get(), file, disk);
-        if (OffersAll(file, disk))
-            return;
-        StopRequest::Check();
-        usleep(100000); // somebody looks at the disk
-    }
-    throw Failure(ExitStatus::Failed,
-        disk.path
-            + ": the table is written, but the kernel does not offer its partitions as it says; restart the machine "
-              "before "
-              "restoring partitions");
-}
-
-void WaitForNodes(const TableFile& file, const Device& disk)
-{
-    SettleUdev(); // it reads the table again once the disk is closed, and takes away the links that are there still
-    for (const TableLine& line : file.lines) {
-        const std::string path = "/dev/" + PartitionName(disk.name, line.number);
-        for (int tries = 0;
-             line.size > 0 && !LeadsTo(path, line.number == 0 ? disk.number : Offered(line, disk).device); ++tries) {
-            if (tries == nodeTries) {
-                throw Failure(ExitStatus::Failed,
-                    disk.path + ": the table is written, but " + path
-                        + " does not lead to its partition; correct the links in /dev before restoring partitions");
-            }
-            StopRequest::Check();
-            usleep(100000);
-        }
-    }
 }

@@ -9,7 +9,8 @@
 /**
  * Writes the table of `file` and reads it back. With the raw bytes that `file` has, they come back as they were; on a
  * larger disk the second copy of a GPT moves to its end. Without them, and for a GPT on a smaller disk, libfdisk makes
- * the table anew, and the boot sector is kept byte for byte wherever it agrees with it.
+ * the table anew, and the boot sector is kept byte for byte wherever it agrees with it. Marks of earlier uses at the
+ * end of the disk are cleared before, as far as no partition reaches.
  *
  * @param bootSector the 512 bytes that were written back just before, of which the boot code is kept in any case
  *
@@ -23,14 +24,8 @@ void RehearseTable(const TableFile& file, TablePlace place, const std::string& b
 /** A Failure with `Refused` when the disk has other sectors or no room. */
 void RefuseUnfitDisk(const TableFile& file, const Device& disk);
 
+/** Whether the file has the database of a Windows dynamic disk, and this disk another size, where it means nothing. */
+bool LosesDatabase(const TableFile& file, const Device& disk);
+
 /** Whether that byte of the disk belongs to what a partition of the table holds. */
 bool IsInPartition(const TableFile& file, uint64_t offset);
-
-/**
- * Makes the kernel read the table just written; afterwards it offers each partition in its place. A Failure otherwise.
- * The nodes in /dev may come later: see WaitForNodes().
- */
-void TellKernel(const TableFile& file, const Device& disk);
-
-/** Waits until the partitions' names in /dev lead to the partitions. A Failure when one doesn't in time. */
-void WaitForNodes(const TableFile& file, const Device& disk);

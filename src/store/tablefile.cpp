@@ -40,6 +40,14 @@ const TableLine* TableFile::Find(unsigned number) const
     return line == lines.end() ? nullptr : &*line;
 }
 
+uint64_t TableFile::EndOfPartitions() const
+{
+    uint64_t end = 0;
+    for (const TableLine& line : lines)
+        end = std::max(end, line.start + line.size);
+    return end;
+}
+
 std::string TableFile::Text()
 {
     std::ostringstream text;

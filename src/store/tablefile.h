@@ -96,6 +96,15 @@ public:
     /** The line of that partition, where it is in use; a null pointer otherwise. */
     [[nodiscard]] const TableLine* Find(unsigned number) const;
 
+    /** Whether libfdisk called the table a GPT. */
+    [[nodiscard]] bool IsGpt() const
+    {
+        return ("\n" + native).find("\nlabel: gpt\n") != std::string::npos;
+    }
+
+    /** The sector behind the last partition; 0 where there is none. */
+    [[nodiscard]] uint64_t EndOfPartitions() const;
+
     /** Whether these are not the bytes of the boot sector that was saved with the table; false where there is none. */
     [[nodiscard]] bool IsOtherBootSector(const std::string& bytes) const
     {
