@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 
 #include "blockreader.h"
-#include "contents.h"
-#include "diskimages.h"
-#include "imagereader.h"
-#include "imagewriter.h"
+#include "madevolume.h"
 #include "process.h"
 
 #include <QDir>
@@ -20,20 +17,13 @@ constexpr uint64_t stateOffset = 1024 + 58; // in the superblock of an ext4
 constexpr uint64_t incompatibleOffset = 1024 + 96;
 } // namespace
 
-class ImagingTest : public QObject
+class ImagingTest : public QObject, MadeVolume
 {
     Q_OBJECT
-
-    QTemporaryDir folder{Scratch()};
 
     std::string Path(const QString& name) const
     {
         return folder.filePath(name).toStdString();
-    }
-
-    ImageFiles Files() const
-    {
-        return {folder.path().toStdString(), "hdc1", "s_1_hdc1.bz2"};
     }
 
     /** An ext4 whose free blocks hold old data, with a file of `data` in it. */
@@ -44,19 +34,6 @@ class ImagingTest : public QObject
         Run({"mkfs.ext4", "-q", "-F", "-O", "^metadata_csum", "-E", "nodiscard", path});
         Run({"debugfs", "-w", "-R", "write " + NewFile(folder, "data", data) + " file", path});
         return Device::OfFile(path);
-    }
-
-    /** Into one volume, and its record. */
-    ImageRecord Save(const Device& device)
-    {
-        ImageRecord record;
-        record.content = ProbeContents(device).type;
-        StoreFile file(Files().NewImage());
-        WriteImage(device, PlanSaving(device, record.content), file, record);
-        record.sha256 = file.Prove();
-        record.bytes = file.Size();
-        file.PutInPlace(Files().Volume(0));
-        return record;
     }
 
     Device Restore(const ImageRecord& record, const std::string& before)

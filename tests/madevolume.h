@@ -36,6 +36,7 @@ public:
         return {folder.path().toStdString(), "hdc1", "s_1_hdc1.bz2"};
     }
 
+    /** Into one volume, and its record. */
     ImageRecord Save(const Device& device)
     {
         ImageRecord record;

@@ -79,7 +79,7 @@ public:
     explicit Btrfs(const VolumeReader& volume)
         : volume(volume)
         , geometry(volume.Bytes(superblockPlace, 4096))
-        , account(geometry.sectorBytes, geometry.deviceBytes / geometry.sectorBytes)
+        , account(geometry.sectorBytes, geometry.deviceBytes / geometry.sectorBytes, volume.Size())
     {
     }
 

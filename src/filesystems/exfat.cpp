@@ -108,7 +108,7 @@ SpaceAccount AccountOfExfat(const VolumeReader& volume)
         blockBytes /= 2;
     const uint64_t first = layout.heap / blockBytes;
     const uint64_t inCluster = layout.clusterBytes / blockBytes;
-    SpaceAccount account(blockBytes, first + layout.clusters * inCluster);
+    SpaceAccount account(blockBytes, first + layout.clusters * inCluster, volume.Size());
     account.Use(0, first);
     const std::string entry = FindBitmap(volume, layout);
     if (LittleEndian(entry, 24, 8) < (layout.clusters + 7) / 8)

@@ -148,7 +148,7 @@ private:
     SpaceAccount MakeAccount() const
     {
         geometry.Check();
-        return {geometry.BlockBytes(), geometry.blocks};
+        return {geometry.BlockBytes(), geometry.blocks, volume.Size()};
     }
 
     [[nodiscard]] bool HasSuperblock(uint64_t group) const

@@ -100,7 +100,7 @@ SpaceAccount AccountOfFat(const VolumeReader& volume)
     const uint64_t first = layout.firstCluster / blockBytes;
     const uint64_t inCluster = layout.clusterBytes / blockBytes;
     const uint64_t badCluster = layout.entryBits == 32 ? 0x0ffffff7 : layout.entryBits == 16 ? 0xfff7 : 0xff7;
-    SpaceAccount account(blockBytes, first + layout.clusters * inCluster);
+    SpaceAccount account(blockBytes, first + layout.clusters * inCluster, volume.Size());
     account.Use(0, first);
     uint64_t number = 0;
     for (uint64_t done = 0; done < layout.EntryBytes(); done += piece) {

@@ -33,7 +33,7 @@ SpaceAccount AccountOfHfsPlus(const VolumeReader& volume)
     if ((header.compare(0, 2, "H+") != 0 && header.compare(0, 2, "HX") != 0) || blockBytes < 512
         || blockBytes > (1U << 20) || (blockBytes & (blockBytes - 1)) != 0)
         throw NoAccount("its volume header contradicts itself");
-    SpaceAccount account(blockBytes, blocks);
+    SpaceAccount account(blockBytes, blocks, volume.Size());
     uint64_t number = 0;
     for (unsigned i = 0; i < extents && number < blocks; ++i) {
         const uint64_t first = BigEndian(header, 128 + i * 8, 4); // of the allocation file

@@ -153,7 +153,7 @@ SpaceAccount AccountOfNtfs(const VolumeReader& volume)
     const Layout layout(volume);
     const std::string own = ReadRecord(volume, layout, layout.table * layout.clusterBytes);
     const uint64_t place = PlaceOfRecord(FindData(own, layout, false), bitmapRecord, layout);
-    SpaceAccount account(layout.clusterBytes, layout.clusters);
+    SpaceAccount account(layout.clusterBytes, layout.clusters, volume.Size());
     uint64_t number = 0;
     for (const Run& run : FindData(ReadRecord(volume, layout, place), layout, true)) {
         const uint64_t bytes = run.count * layout.clusterBytes;

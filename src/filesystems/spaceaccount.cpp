@@ -6,14 +6,14 @@
 #include <algorithm>
 
 namespace {
-constexpr uint64_t maximumBlocks = 1ULL << 33; // 1 GiB of memory; 32 TiB in blocks of 4 KiB
+constexpr uint64_t smallestBlock = 256; // of NTFS
 } // namespace
 
-SpaceAccount::SpaceAccount(uint64_t blockBytes, uint64_t blocks)
+SpaceAccount::SpaceAccount(uint64_t blockBytes, uint64_t blocks, uint64_t partitionBytes)
     : blockBytes(blockBytes)
 {
-    if (blockBytes == 0 || blocks > maximumBlocks || blocks > INT64_MAX / blockBytes)
-        throw NoAccount("it says that it has " + std::to_string(blocks) + " blocks");
+    if (blockBytes < smallestBlock || blocks > partitionBytes / blockBytes)
+        throw NoAccount("it counts more space than its partition has");
     used.resize(blocks);
 }
 

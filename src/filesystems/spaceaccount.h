@@ -22,9 +22,10 @@ public:
      * All blocks count as free to begin with.
      * @param blockBytes a block's size in bytes
      * @param blocks how many the file system says it has, from the beginning of the partition; NoAccount where that is
-     *        more than can be kept in memory
+     *        more than it has room for
+     * @param partitionBytes of which each 4096 take one byte of memory at most
      */
-    SpaceAccount(uint64_t blockBytes, uint64_t blocks);
+    SpaceAccount(uint64_t blockBytes, uint64_t blocks, uint64_t partitionBytes);
 
     /** NoAccount where they are not all in the file system. */
     void Use(uint64_t first, uint64_t count);

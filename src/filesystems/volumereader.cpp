@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 constexpr uint64_t maximumRead = 64U << 20;
@@ -29,6 +30,14 @@ std::string VolumeReader::Bytes(uint64_t offset, uint64_t size) const
     if (ReadAt(node.Get(), bytes.data(), size, offset) != static_cast<ssize_t>(size))
         throw NoAccount("it cannot be read at byte " + std::to_string(offset));
     return bytes;
+}
+
+uint64_t VolumeReader::Size() const
+{
+    const off_t end = lseek(node.Get(), 0, SEEK_END);
+    if (end < 0)
+        throw NoAccount("its size cannot be told: " + std::string(strerror(errno)));
+    return static_cast<uint64_t>(end);
 }
 
 uint64_t VolumeReader::Number(uint64_t offset, unsigned size) const

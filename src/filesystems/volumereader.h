@@ -19,6 +19,9 @@ public:
     /** NoAccount, with the offset, where not all of it can be read, or `size` is over 64 MiB. */
     [[nodiscard]] std::string Bytes(uint64_t offset, uint64_t size) const;
 
+    /** Of the whole partition; NoAccount where that can't be told. */
+    [[nodiscard]] uint64_t Size() const;
+
     /** Numbers of `size` bytes (8 at most), the lowest byte first; NoAccount as above. */
     [[nodiscard]] uint64_t Number(uint64_t offset, unsigned size) const;
 

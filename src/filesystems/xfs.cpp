@@ -182,7 +182,7 @@ private:
 SpaceAccount AccountOfXfs(const VolumeReader& volume)
 {
     const Geometry geometry = ReadGeometry(volume);
-    SpaceAccount account(geometry.blockBytes, geometry.blocks);
+    SpaceAccount account(geometry.blockBytes, geometry.blocks, volume.Size());
     account.Use(0, geometry.blocks);
     uint64_t free = 0;
     for (uint64_t i = 0; i < geometry.groups; ++i)
