@@ -25,7 +25,7 @@ readonly run_packages=(
 # The virtual machine; its X server and window manager; what the scenarios work and look at the windows with.
 # shellcheck disable=SC2034
 readonly lab_packages=(
-    user-mode-linux kmod attr procps dmsetup
+    user-mode-linux kmod attr procps dmsetup exfat-fuse
     xvfb openbox fonts-dejavu-core
     xdotool x11-utils imagemagick dbus-daemon dbus-bin
 )
