@@ -14,7 +14,7 @@ BUILD_DIR=$(realpath -m "${BUILD_DIR:-$top/build}")
 readonly build_packages=(
     g++ cmake ninja-build extra-cmake-modules gettext
     qtbase5-dev libkf5coreaddons-dev libkf5i18n-dev libkf5widgetsaddons-dev libkf5windowsystem-dev
-    pkgconf libfdisk-dev libblkid-dev libmount-dev libudev-dev libssl-dev libxxhash-dev
+    pkgconf libfdisk-dev libblkid-dev libmount-dev libudev-dev libssl-dev libxxhash-dev libseccomp-dev
 )
 # What the program and the commands on disks run.
 # shellcheck disable=SC2034

@@ -14,7 +14,7 @@ root=$top/build-debian13/root
 readonly build_packages_13=(
     g++ cmake ninja-build extra-cmake-modules gettext
     qt6-base-dev libkf6coreaddons-dev libkf6i18n-dev libkf6widgetsaddons-dev libkf6windowsystem-dev
-    pkgconf libfdisk-dev libblkid-dev libmount-dev libudev-dev libssl-dev libxxhash-dev
+    pkgconf libfdisk-dev libblkid-dev libmount-dev libudev-dev libssl-dev libxxhash-dev libseccomp-dev
 )
 
 # in_root COMMAND...: runs it with $root as its own. All mounts are of its own name space and end with it. The root is

@@ -5,6 +5,8 @@
 #include "madevolume.h"
 #include "process.h"
 
+#include <csignal>
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QStandardPaths>
@@ -46,6 +48,11 @@ class ImagingTest : public QObject, MadeVolume
     }
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        std::signal(SIGPIPE, SIG_IGN); // as every command does
+    }
+
     void savesUsedBlocks()
     {
         Chance chance(seed);

@@ -237,16 +237,16 @@ std::vector<StageEnd> Pipeline::Finish()
     return ends;
 }
 
-StageEnd RunProgram(const std::vector<std::string>& command, std::string* output)
+StageEnd RunProgram(const std::vector<std::string>& command, std::string* output, const std::function<void()>& prepare)
 {
     Pipeline pipeline;
     Descriptor reader;
     if (output == nullptr) {
-        pipeline.Start(command);
+        pipeline.Start(command, {}, {}, prepare);
         return pipeline.Finish().front();
     }
     auto [out, in] = Descriptor::Pipe();
-    pipeline.Start(command, {}, std::move(in));
+    pipeline.Start(command, {}, std::move(in), prepare);
     fcntl(out.Get(), F_SETFL, O_NONBLOCK);
     for (char buffer[4096];;) {
         std::vector<pollfd> wanted = {{out.Get(), POLLIN, 0}};

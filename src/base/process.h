@@ -45,7 +45,7 @@ public:
      * @param command its name, found on the search path, then its arguments
      * @param input its standard input, closed here once it has it; nothing to read where empty
      * @param output its standard output; nowhere where empty
-     * @param prepare called in the new process before the program
+     * @param prepare called in the new process before the program, as a Confinement can be
      */
     void Start(const std::vector<std::string>& command, Descriptor input = {}, Descriptor output = {},
         const std::function<void()>& prepare = {});
@@ -88,7 +88,8 @@ private:
 };
 
 /** Runs one program without input to its end; what it writes to standard output goes to `output` where that is set. */
-StageEnd RunProgram(const std::vector<std::string>& command, std::string* output = nullptr);
+StageEnd RunProgram(
+    const std::vector<std::string>& command, std::string* output = nullptr, const std::function<void()>& prepare = {});
 
 /** The same for a function in a process of its own: for system calls that may not be interrupted. */
 StageEnd RunFunction(const std::string& name, const std::function<int()>& function);

@@ -3,6 +3,7 @@
 
 #include "judges.h"
 
+#include "confinement.h"
 #include "descriptor.h"
 #include "littleendian.h"
 #include "process.h"
@@ -52,14 +53,16 @@ std::string JudgeExt(const Device& device)
     return {};
 }
 
-/** No library tells the state of the log; "log tail: 2 head: 2 state: <CLEAN>" is how xfsprogs puts it. */
+/** No library tells the state of the log; "log tail: 2 head: 2 state: <CLEAN>" is how xfsprogs puts it, which opens the
+ * device for writing. */
 std::string JudgeXfs(const Device& device)
 {
     const Numbers superblock(device);
     if (superblock.At(48, 8) == 0 || superblock.At(16, 8) != 0)
         return severalDevices; // its log is on another one, or it has a realtime area there
     std::string text;
-    const StageEnd end = RunProgram({"xfs_logprint", "-t", device.path}, &text);
+    const StageEnd end = RunProgram({"xfs_logprint", "-t", device.path}, &text,
+        ConfinedParser(Confinement::Access::Write, device.path, device.bytes));
     if (text.find("<CLEAN>") != std::string::npos)
         return {};
     if (text.find("<DIRTY>") != std::string::npos)
@@ -104,7 +107,8 @@ std::string JudgeNtfs(const Device& device)
 {
     if (!HasCommand("ntfs-3g.probe"))
         return "ntfs-3g.probe is not installed, which tells whether it is clean";
-    const StageEnd end = RunProgram({"ntfs-3g.probe", "--readwrite", device.path});
+    const StageEnd end = RunProgram({"ntfs-3g.probe", "--readwrite", device.path}, nullptr,
+        ConfinedParser(Confinement::Access::Write, device.path, device.bytes));
     switch (WIFEXITED(end.status) ? WEXITSTATUS(end.status) : -1) {
     case 0:
     case 16: // mounted read-only by the kernel: as clean as it was

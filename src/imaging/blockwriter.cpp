@@ -128,9 +128,10 @@ private:
 };
 } // namespace
 
-void WriteBlocks(int source, const Device& partition)
+void WriteBlocks(int source, const Device& partition, const std::function<void()>& opened)
 {
     const Target target(partition.path);
+    opened();
     Stream stream(source, partition.bytes);
     UsedBlocks used = stream.Used();
     ReadBack readBack(target.Medium(), [used](uint64_t most) mutable {

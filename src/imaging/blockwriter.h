@@ -5,6 +5,8 @@
 
 #include "device.h"
 
+#include <functional>
+
 /**
  * Writes the image of a partition that comes from a pipe onto a partition, and proves that the medium has it.
  *
@@ -12,6 +14,7 @@
  * What comes after the last block is read to its end.
  *
  * @param source blocking
+ * @param opened called when the partition is open, before a byte of the image is read
  * A Failure where the image ends early, or the partition can't be written or reads back differently.
  */
-void WriteBlocks(int source, const Device& partition);
+void WriteBlocks(int source, const Device& partition, const std::function<void()>& opened);

@@ -4,6 +4,7 @@
 #include "imagereader.h"
 
 #include "blockwriter.h"
+#include "confinement.h"
 #include "descriptor.h"
 #include "failure.h"
 #include "medium.h"
@@ -126,7 +127,7 @@ std::string ImageVolumes::Head() const
     auto [out, in] = Descriptor::Pipe();
     auto [result, plain] = Descriptor::Pipe();
     Pipeline pipeline;
-    pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(plain));
+    pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(plain), ConfinedCompressor());
     VolumeReader reader(paths);
     fcntl(in.Get(), F_SETFL, O_NONBLOCK);
     auto [data, size] = reader.Next();
@@ -182,10 +183,12 @@ void ImageVolumes::CheckInFull(const std::string& head) const
     auto [plain, compressor] = Descriptor::Pipe();
     Pipeline pipeline;
     const bool isImage = ImageHeader::Parse(head).has_value();
-    pipeline.Start({"lbzip2", "-dc"}, std::move(out), isImage ? std::move(compressor) : Descriptor());
+    pipeline.Start(
+        {"lbzip2", "-dc"}, std::move(out), isImage ? std::move(compressor) : Descriptor(), ConfinedCompressor());
     // Only the count of blocks in the header shows a cut.
     if (isImage)
-        pipeline.Start({"partclone.chkimg", "-f", "1", "-L", "/dev/null", "-s", "-"}, std::move(plain));
+        pipeline.Start({"partclone.chkimg", "-f", "1", "-L", "/dev/null", "-s", "-"}, std::move(plain), {},
+            ConfinedParser(Confinement::Access::None, {}, bytes * 64));
     VolumeReader reader(paths);
     const std::string hash = Feed(pipeline, std::move(in), reader, bytes);
     const std::vector<StageEnd> ends = pipeline.Finish();
@@ -200,12 +203,14 @@ void ImageVolumes::WriteTo(const Device& partition, const std::string& sha256) c
     auto [out, in] = Descriptor::Pipe();
     auto [plain, decompressor] = Descriptor::Pipe();
     Pipeline pipeline;
-    pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(decompressor));
+    pipeline.Start({"lbzip2", "-dc"}, std::move(out), std::move(decompressor), ConfinedCompressor());
     pipeline.StartFunction(
         "writer",
-        [&partition, &feed = in] {
-            feed.Close(); // its end is that of the image
-            WriteBlocks(STDIN_FILENO, partition);
+        [&partition] {
+            close_range(STDERR_FILENO + 1, ~0U, 0); // among them the end of the image that is written to
+            WriteBlocks(STDIN_FILENO, partition, [&partition] {
+                Confinement{Confinement::Work::Function, (1ULL << 30) + partition.bytes / 256}();
+            });
             return 0;
         },
         std::move(plain));

@@ -3,6 +3,7 @@
 
 #include "imagewriter.h"
 
+#include "confinement.h"
 #include "failure.h"
 #include "process.h"
 #include "relay.h"
@@ -63,7 +64,7 @@ void WriteExtendedNote(StoreFile& file)
     auto [out, in] = Descriptor::Pipe();
     auto [result, compressed] = Descriptor::Pipe();
     Pipeline pipeline;
-    pipeline.Start({"lbzip2", "-c"}, std::move(out), std::move(compressed));
+    pipeline.Start({"lbzip2", "-c"}, std::move(out), std::move(compressed), ConfinedCompressor());
     WriteAll(in.Get(), extendedNote, sizeof extendedNote - 1);
     in.Close();
     const std::vector<StageEnd> ends = pipeline.Finish(); // its whole output fits into the pipe

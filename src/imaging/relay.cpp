@@ -3,6 +3,7 @@
 
 #include "relay.h"
 
+#include "confinement.h"
 #include "failure.h"
 #include "progress.h"
 #include "use.h"
@@ -12,25 +13,11 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 constexpr size_t piece = 1U << 20;
-
-/**
- * partclone declines the name of a mounted device even where it is mounted read-only, and would take it only with the
- * option that skips its other checks too. A node of another name keeps those; it is made where nobody else sees it.
- */
-void MakeOwnNode(dev_t device)
-{
-    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-        || mount("norvo", "/mnt", "tmpfs", 0, nullptr) != 0 || mknod("/mnt/source", S_IFBLK | 0600, device) != 0)
-        dprintf(STDERR_FILENO, "no device node can be made: %s\n", strerror(errno));
-}
 
 void DontBlock(const Descriptor& descriptor)
 {
@@ -67,18 +54,17 @@ Relay::Relay(const Device& partition, BlockReader& reader, StoreFile& file)
 void Relay::StartImager(const std::string& variant)
 {
     auto [out, in] = Descriptor::Pipe();
-    const bool mounted = IsMounted(partition);
-    std::function<void()> prepare;
-    if (mounted)
-        prepare = [this] {
-            MakeOwnNode(partition.number);
-        };
+    // It declines the name of a mounted device even where it is mounted read-only, and would take it only with the
+    // option that skips its other checks too. A node of another name keeps those.
+    Confinement confinement = ConfinedParser(Confinement::Access::Read, partition.path, partition.bytes);
+    if (IsMounted(partition))
+        confinement.alias = "/mnt/source";
     // partclone's own checksums (-a 0 turns them off) would cost a second pass over all data and find nothing that the
     // hash of the volume does not; -f 1 shortens the wait at its end. Its log goes nowhere: one that can't be written
     // would leave it without an image, and well pleased.
     pipeline.Start({"partclone." + variant, "-c", "-q", "-a", "0", "-f", "1", "-L", "/dev/null", "-s",
-                       mounted ? "/mnt/source" : partition.path, "-o", "-"},
-        {}, std::move(in), prepare);
+                       confinement.alias.empty() ? partition.path : confinement.alias, "-o", "-"},
+        {}, std::move(in), confinement);
     source = std::move(out);
     DontBlock(source);
 }
@@ -88,7 +74,7 @@ void Relay::StartCompressor()
 {
     auto [out, in] = Descriptor::Pipe();
     auto [result, stream] = Descriptor::Pipe();
-    pipeline.Start({"lbzip2", "-c"}, std::move(out), std::move(stream));
+    pipeline.Start({"lbzip2", "-c"}, std::move(out), std::move(stream), ConfinedCompressor());
     sink = std::move(in);
     compressed = std::move(result);
     DontBlock(sink);
