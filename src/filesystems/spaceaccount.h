@@ -23,7 +23,7 @@ public:
      * @param blockBytes a block's size in bytes
      * @param blocks how many the file system says it has, from the beginning of the partition; NoAccount where that is
      *        more than it has room for
-     * @param partitionBytes of which each 4096 take one byte of memory at most
+     * @param partitionBytes of which each 2048 take one byte of memory at most
      */
     SpaceAccount(uint64_t blockBytes, uint64_t blocks, uint64_t partitionBytes);
 
