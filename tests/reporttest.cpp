@@ -9,6 +9,7 @@
 
 #include <QElapsedTimer>
 #include <QLabel>
+#include <QProgressBar>
 #include <QSignalSpy>
 
 #include <filesystem>
@@ -91,6 +92,24 @@ private Q_SLOTS:
         itself.Tell(RunPlan::OverLine());
         QTest::qWait(700);
         QCOMPARE(titles, QStringList({"Restoring", "Restored:"}));
+    }
+
+    void keepsTheStepInSight()
+    {
+        ReportWindow window;
+        const std::string path = NewSet();
+        Play(window, {"plan 0 clone hdc1,hdc3", "clonePT hdc done 0", "clone hdc1 done 1", "clone hdc3 begun 2"}, path);
+        window.resize(230, 330);
+        QTest::qWait(1100); // it shows what is new twice a second
+        window.Hear(3, R"({"phase":"write","done":16000000,"total":20000000})");
+        QTest::qWait(600);
+        window.Hear(3, R"({"phase":"write","done":17000000,"total":20000000})");
+        const auto bars = window.findChildren<QProgressBar*>();
+        const auto bar = std::find_if(bars.begin(), bars.end(), [](const QProgressBar* bar) {
+            return bar->accessibleName().startsWith("hdc3");
+        });
+        QVERIFY(bar != bars.end());
+        QTRY_VERIFY((*bar)->isVisible() && (*bar)->visibleRegion().boundingRect() == (*bar)->rect());
     }
 
     void tellsOfAFullDisk()

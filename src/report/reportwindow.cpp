@@ -181,8 +181,10 @@ void ReportWindow::ShowRun()
         if (outcome)
             step.state = outcome->Final(step);
         rows[i]->Show(step, run.IsClone());
-        if (steps[i].isHeard && inSight != steps[i].name) {
+        // It grows when it has something to show of its progress.
+        if (steps[i].isHeard && (inSight != steps[i].name || heightInSight < rows[i]->height())) {
             inSight = steps[i].name;
+            heightInSight = rows[i]->height();
             area->ensureWidgetVisible(rows[i]);
         }
     }

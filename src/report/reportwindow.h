@@ -60,7 +60,8 @@ private:
     QElapsedTimer clock;
     QTimer timer;
     int ticks = 0;
-    std::string inSight; ///< the step that was scrolled to last, which is done once: the operator may look elsewhere
+    std::string inSight;   ///< the step that was scrolled to last: not all the time, the operator may look elsewhere
+    int heightInSight = 0; ///< of its row then
 
     QLabel* headline = nullptr;
     QLabel* diskText = nullptr;
