@@ -35,6 +35,16 @@ private:
         return Child<QWidget>(window.get(), name);
     }
 
+    /** The main window lies around the open one and can be clicked, though it takes no input. */
+    void CheckBringsBack(const QWidget* open)
+    {
+        window->activateWindow();
+        window->raise();
+        QTRY_VERIFY(open->isActiveWindow());
+        QTest::mouseClick(window.get(), Qt::LeftButton);
+        QTRY_VERIFY(open->isActiveWindow());
+    }
+
 private Q_SLOTS:
     void leavesOutWhatIsNotForThisVersion()
     {
@@ -48,6 +58,9 @@ private Q_SLOTS:
         QVERIFY(window->minimumSize() == QSize(512, 360) && window->maximumSize() == window->minimumSize());
         window->btnClone_clicked();
         QVERIFY(window->isEnabled());
+        Press("btnRestore");
+        Dialog("Restore")->close();
+        QVERIFY(!Dialog("btnClone")->isEnabled() && Dialog("btnRestore")->isEnabled());
     }
 
     void opensDialogs_data()
@@ -89,6 +102,7 @@ private Q_SLOTS:
         const QString led = works != mounted ? "green" : "red";
         QCOMPARE(Led(opened), led);
         QVERIFY(opened->close() && opened->isHidden() && window->isEnabled());
+        QCOMPARE(window->focusWidget(), Dialog("btn" + dialog));
 
         const QString other = dialog == "Restore" ? "Clone" : "Restore";
         Press("btn" + other);
@@ -115,16 +129,35 @@ private Q_SLOTS:
         QVERIFY(Dialog("Clone")->isVisible());
     }
 
-    /** The main window lies around the dialog and can be clicked, though it takes no input. */
-    void bringsTheOpenDialogBack()
+    void bringsTheOpenWindowBack()
     {
+        WriteFile("/mnt/rev/A/2007/A_2007_hdc.sf", "/dev/hdc1 : start= 1, size= 2, Id=83\n");
+        commands.Add("dd", "hold");
         Start(true);
         Press("btnRestore");
-        window->activateWindow();
-        window->raise();
-        QTRY_VERIFY(Dialog("Restore")->isActiveWindow());
-        QTest::mouseClick(window.get(), Qt::LeftButton);
-        QTRY_VERIFY(Dialog("Restore")->isActiveWindow());
+        CheckBringsBack(Dialog("Restore"));
+        commands.During("dd", [this] {
+            CheckBringsBack(Dialog("Restore Output"));
+        });
+        boxes.expected.append({"Information|Finish|Restore finished successfully!|OK", Qt::Key_Return, [this] {
+                                   CheckBringsBack(QApplication::activeModalWidget());
+                               }});
+        Child(Dialog("Restore"), "btnStartRestore")->click();
+        CheckBringsBack(Dialog("Restore Output"));
+    }
+
+    /** A box that comes before the dialog does is where the dialog will be. */
+    void showsTheFirstBoxInTheMiddle()
+    {
+        Start(true);
+        window->move(200, 150);
+        commands.Add("df");
+        boxes.ExpectError("Error running df command!");
+        boxes.expected.last().meanwhile = [this] {
+            const QPoint away = QApplication::activeModalWidget()->geometry().center() - window->geometry().center();
+            QVERIFY2(away.manhattanLength() < 30, qPrintable(QString("%1,%2").arg(away.x()).arg(away.y())));
+        };
+        Press("btnRevManager");
     }
 
     void waitsForDf()
@@ -162,7 +195,7 @@ private Q_SLOTS:
         });
         Child(Dialog("RevManager"), "btnFormat")->click();
         QCOMPARE(commands.Calls().filter("mkudffs").size(), 1);
-        QVERIFY(Dialog("btnClone")->isEnabled());
+        QVERIFY(Dialog("btnClone")->isEnabled() && window->focusWidget() == Dialog("btnRevManager"));
     }
 
     /** All windows are closed while the disk is formatted: the program ends when the operator knows how that went. */

@@ -15,20 +15,21 @@
 #include <QApplication>
 #include <QCloseEvent>
 
-#include <algorithm>
 #include <utility>
 
 namespace {
-/** The window of the program that the operator can work in while the main window is disabled; null where none is. */
-QWidget* OpenWindow()
+/** What the program shows while the main window is disabled: the open dialog, and the box over it, if there is one. */
+QWidgetList OpenWindows()
 {
-    if (QWidget* const box = QApplication::activeModalWidget())
-        return box;
     const QWidgetList windows = QApplication::topLevelWidgets();
-    const auto open = std::find_if(windows.begin(), windows.end(), [](const QWidget* window) {
-        return window->isVisible() && window->isEnabled() && window->windowType() == Qt::Window;
-    });
-    return open == windows.end() ? nullptr : *open;
+    QWidgetList open;
+    for (QWidget* window : windows) {
+        if (window->isVisible() && window->isEnabled() && window->windowType() == Qt::Window)
+            open.append(window);
+    }
+    if (QWidget* const box = QApplication::activeModalWidget())
+        open.append(box);
+    return open;
 }
 
 /** A window manager would think activateWindow() a theft where no key was pressed in the window before. */
@@ -84,14 +85,23 @@ void NorvoCloneRestore::EnableButtons(bool enabled)
     btnClone->setEnabled(enabled && cloneVersion);
     btnRestore->setEnabled(enabled);
     btnRevManager->setEnabled(enabled);
+    ReturnKeyboard();
 }
 
-/** Shows a dialog in the middle of the main window, which is disabled until the dialog is closed. */
-template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog)
+/** To the button that was pressed last: it has lost the keyboard when it was disabled. */
+void NorvoCloneRestore::ReturnKeyboard()
+{
+    if (pressed != nullptr)
+        pressed->setFocus();
+}
+
+/** Shows a button's dialog in the middle of the main window, which is disabled until the dialog is closed. */
+template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog, QPushButton* button)
 {
     if (BusyMonitor::Instance().IsBusy())
         return;
     const Busy busy;
+    pressed = button;
     CenterWindow(this, dialog); // a box that comes while it is prepared stands in the middle of it
     dialog->Init(&revMounted);
     if (leaving) // while Init() waited
@@ -106,17 +116,17 @@ template <class Dialog> void NorvoCloneRestore::Open(Dialog* dialog)
 void NorvoCloneRestore::btnClone_clicked()
 {
     if (cloneVersion)
-        Open(clone);
+        Open(clone, btnClone);
 }
 
 void NorvoCloneRestore::btnRestore_clicked()
 {
-    Open(restore);
+    Open(restore, btnRestore);
 }
 
 void NorvoCloneRestore::btnRevManager_clicked()
 {
-    Open(revManager);
+    Open(revManager, btnRevManager);
 }
 
 void NorvoCloneRestore::closeEvent(QCloseEvent* e)
@@ -132,14 +142,15 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
         Close();
 }
 
-/** The dialog lies within this window, which would hide it whole when it is clicked. */
+/** What is open lies within this window, which would hide it whole when it is clicked. */
 bool NorvoCloneRestore::event(QEvent* e)
 {
     if (!isEnabled() && (e->type() == QEvent::WindowActivate || e->type() == QEvent::MouseButtonPress)) {
-        if (QWidget* const open = OpenWindow()) {
-            open->raise();
-            Activate(open);
-        }
+        const QWidgetList open = OpenWindows();
+        for (QWidget* window : open)
+            window->raise();
+        if (!open.isEmpty())
+            Activate(open.last());
     }
     return mainDlg::event(e);
 }
@@ -148,8 +159,10 @@ bool NorvoCloneRestore::event(QEvent* e)
 void NorvoCloneRestore::changeEvent(QEvent* e)
 {
     mainDlg::changeEvent(e);
-    if (e->type() == QEvent::EnabledChange && isEnabled())
+    if (e->type() == QEvent::EnabledChange && isEnabled()) {
         Activate(this);
+        ReturnKeyboard();
+    }
 }
 
 void NorvoCloneRestore::Close()

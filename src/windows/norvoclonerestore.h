@@ -43,12 +43,14 @@ protected:
     void changeEvent(QEvent* e) override;
 
 private:
-    template <class Dialog> void Open(Dialog* dialog);
+    template <class Dialog> void Open(Dialog* dialog, QPushButton* button);
+    void ReturnKeyboard();
     void EnableButtons(bool enabled);
 
     Clone* clone = nullptr; ///< null in restore-only mode
     Restore* restore = nullptr;
     RevManager* revManager = nullptr;
+    QPushButton* pressed = nullptr; ///< the button whose dialog was opened last
     bool revMounted = false; ///< true while the program holds the REV disk mounted; the dialogs read and write it
     bool cloneVersion = false;
     bool leaving = false; ///< the operator has closed the window
