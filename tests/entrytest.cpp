@@ -4,23 +4,37 @@
 #include "stand.h"
 
 #include "instance.h"
+#include "messagelanguage.h"
+
+#include <KLocalizedString>
 
 #include <QApplication>
-#include <QTemporaryDir>
+#include <QMessageBox>
+#include <QScreen>
 
 int ProgramMain(int argc, char* argv[]);
 
 namespace {
-QString seen; ///< of the program's main window: mode and caption
+QStringList seen; ///< of the program's first window
 
-/** Looks at the main window and closes it, once the program runs. */
+QString Mode(const QWidget* window)
+{
+    if (qobject_cast<const QMessageBox*>(window) != nullptr)
+        return "refused";
+    return window->findChild<QWidget*>("Clone") != nullptr ? "clone" : "restore";
+}
+
+/** Looks at the first window and closes it, once the program runs. */
 void Visit()
 {
     QTimer::singleShot(0, [] {
         for (QWidget* window : QApplication::topLevelWidgets()) {
             if (!window->isVisible())
                 continue;
-            seen += (window->findChild<QWidget*>("Clone") != nullptr ? "clone|" : "restore|") + window->windowTitle();
+            const QSize space = window->screen()->size() - window->size();
+            seen = QStringList({Mode(window), window->windowTitle(), QApplication::applicationDisplayName(),
+                KLocalizedString::languages().value(0), qEnvironmentVariable("LANGUAGE"),
+                window->pos() == QPoint(space.width() / 2, space.height() / 2) ? "in the middle" : "elsewhere"});
             window->close();
             return; // its dialogs are gone
         }
@@ -32,6 +46,18 @@ Q_COREAPP_STARTUP_FUNCTION(Visit)
 class EntryTest : public QObject
 {
     Q_OBJECT
+
+private:
+    static int Run(QByteArrayList arguments)
+    {
+        std::vector<char*> argv;
+        for (QByteArray& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        seen.clear();
+        qputenv("LANGUAGE", "de:fr");
+        return ProgramMain(static_cast<int>(arguments.size()), argv.data());
+    }
 
 private Q_SLOTS:
     void choosesTheMode_data()
@@ -46,27 +72,26 @@ private Q_SLOTS:
     void choosesTheMode()
     {
         QFETCH(QByteArrayList, arguments);
-        std::vector<char*> argv;
-        for (QByteArray& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        seen.clear();
-        QCOMPARE(ProgramMain(static_cast<int>(arguments.size()), argv.data()), 0);
+        QCOMPARE(Run(arguments), 0);
         QFETCH(QString, mode);
-        QCOMPARE(seen, mode + "|Norvo Clone-Restore 1.0.5");
+        // The windows speak the operator's language, the commands English.
+        QCOMPARE(seen, QStringList({mode, "Norvo Clone-Restore 1.0.5", "", "de", "C", "in the middle"}));
+        MessageLanguage::SetOperators(); // as the window that a command opens
+        QCOMPARE(qgetenv("LANGUAGE"), QByteArray("de:fr"));
     }
 
     void isAloneOnTheMachine()
     {
-        const QTemporaryDir folder;
-        const QByteArray path = folder.filePath("lock").toUtf8();
         {
-            const Instance first(path.constData());
+            const Instance first;
             QVERIFY(!first.IsSecond());
-            QVERIFY(Instance(path.constData()).IsSecond());
+            QCOMPARE(Run({"program"}), 1);
+            QCOMPARE(seen.value(0), QString("refused"));
         }
-        QVERIFY(!Instance(path.constData()).IsSecond());
+        QVERIFY(!Instance().IsSecond());
         QVERIFY(!Instance("/nowhere/lock").IsSecond());
+        QCOMPARE(
+            QDir("/run").entryList(QDir::Files), QStringList("norvoclonerestore.lock")); // not the machine's folder
     }
 };
 

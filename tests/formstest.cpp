@@ -109,10 +109,25 @@ private:
         QApplication::setFont(before);
     }
 
-    /** Name, place, text and accelerator. */
+    /** The name of the picture, as its file's; empty for none. */
+    static QString Picture(const QPixmap& shown)
+    {
+        const auto plain = [](const QImage& image) {
+            return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        };
+        for (const QFileInfo& file : QDir(TEST_DATA "/../../src/windows/forms/images").entryInfoList({"*.png"})) {
+            if (!shown.isNull() && plain(shown.toImage()) == plain(QImage(file.filePath())))
+                return file.baseName();
+        }
+        return {};
+    }
+
+    /** Name, place, text, and what else matters: accelerator, picture, shape, whether it takes no input. */
     static QString Described(const QWidget* widget)
     {
         const QRect place = widget->geometry();
+        const auto icon = widget->property("icon").value<QIcon>();
+        const auto* const led = qobject_cast<const KLed*>(widget);
         return QString("%1 %2,%3,%4,%5|")
                    .arg(widget->objectName())
                    .arg(place.x())
@@ -120,20 +135,20 @@ private:
                    .arg(place.width())
                    .arg(place.height())
             + widget->property("text").toString() + widget->property("title").toString() + '|'
-            + widget->property("shortcut").value<QKeySequence>().toString();
+            + widget->property("shortcut").value<QKeySequence>().toString()
+            + Picture(icon.pixmap(icon.availableSizes().value(0)))
+            + Picture(widget->property("pixmap").value<QPixmap>())
+            + (led != nullptr && led->shape() == KLed::Rectangular ? "rectangular" : "")
+            + (widget->isEnabled() ? "" : "disabled");
     }
 
-    /** No picture is missing, everything is in its place, and the keyboard goes through the widgets in their order. */
+    /** Everything is as it should be and in its place, and the keyboard goes through the widgets in their order. */
     template <class Form> static void Check(const QString& tabOrder, const QStringList& widgets)
     {
         Form form(nullptr, nullptr, Qt::Window);
         form.show();
         QVERIFY(QTest::qWaitForWindowActive(&form));
-        for (const QLabel* label : form.template findChildren<QLabel*>())
-            QVERIFY(!label->text().isEmpty() || !label->property("pixmap").value<QPixmap>().isNull());
-        for (const QPushButton* button : form.template findChildren<QPushButton*>())
-            QVERIFY(!button->icon().isNull() || !button->text().isEmpty());
-        QVERIFY(!form.windowIcon().isNull());
+        QCOMPARE(Picture(form.windowIcon().pixmap(32)), QString("icon"));
         QVERIFY(form.minimumSize() == form.size() && form.maximumSize() == form.size());
         QCOMPARE(QString("%1 %2x%3").arg(form.windowTitle()).arg(form.width()).arg(form.height()), widgets.first());
         for (const QString& expected : widgets.mid(1)) {
@@ -203,11 +218,13 @@ private Q_SLOTS:
                 "lblClone 140,140,361,70|" + large.arg("Clone", "Create an Hard Disk image and store it on Iomega Rev"),
                 "lblRestore 140,260,361,71|" + large.arg("Restore", "Restore an image from Iomega Rev to Hard Disk"),
                 "lblRevManager 140,380,361,71|" + large.arg("Rev Manager", "Format and manage Iomega Rev"),
-                "btnClone 20,120,111,111||", "btnRestore 20,240,111,111||", "btnRevManager 20,360,111,111||"});
+                "btnClone 20,120,111,111||clone", "btnRestore 20,240,111,111||restore",
+                "btnRevManager 20,360,111,111||revmanager"});
         Check<cloneDlg>("edtSerial edtSerialAgain edtDate btnMount btnCancel btnClone",
             {"Clone 422x170", "txtSerial 10,10,131,21|Machine serial number:|", "btnClone 340,140,70,20|Clo&ne|Alt+N",
-                "edtDate 150,70,260,21||", "grpRevStatus 10,100,80,61|Rev Status|", "ledRevStatus 10,20,20,30||",
-                "btnMount 40,20,31,31||", "lblDate 10,70,131,21|Image date:|", "btnCancel 269,140,61,21|C&ancel|Alt+A",
+                "edtDate 150,70,260,21||disabled", "grpRevStatus 10,100,80,61|Rev Status|",
+                "ledRevStatus 10,20,20,30||rectangular", "btnMount 40,20,31,31||mount",
+                "lblDate 10,70,131,21|Image date:|", "btnCancel 269,140,61,21|C&ancel|Alt+A",
                 "txtSerialAgain 10,40,131,21|Reinsert serial number:|", "edtSerialAgain 150,40,261,21||",
                 "edtSerial 150,10,260,21||"});
         Check<restoreDlg>("cmbSerial cmbDate lstPartitions chkSwap chkGrub btnMount btnCancelRestore btnStartRestore",
@@ -215,15 +232,17 @@ private Q_SLOTS:
                 "cmbSerial 150,10,251,21||", "cmbDate 150,40,251,21||", "lstPartitions 10,70,391,200||",
                 "chkSwap 250,280,160,21|Fromat swap partition(s)|", "chkGrub 250,300,110,21|Reinstall &GRUB|Alt+G",
                 "btnStartRestore 330,330,71,21|&Restore|Alt+R", "btnCancelRestore 250,330,71,21|C&ancel|Alt+A",
-                "grpRevStatus 10,290,81,61|Rev Status|", "ledRevStatus 10,20,21,30||", "btnMount 40,20,31,31||"});
+                "grpRevStatus 10,290,81,61|Rev Status|", "ledRevStatus 10,20,21,30||rectangular",
+                "btnMount 40,20,31,31||mount"});
         Check<restoreoutputdlg>("txtOutput btnClose",
             {"Restore output 412x250", "txtOutput 10,10,390,200||", "btnClose 330,220,71,21|C&lose|Alt+L"});
         Check<revManagerDlg>("btnMount btnFormat btnCancel",
             {"Rev Manager 400x440", "grpUsage 10,10,381,130|Usage|", "lblUsed 130,70,230,21|Used space:|",
-                "lblFree 130,100,230,21|Free space:|", "pxlRev 10,20,100,100||", "pgbUsage 120,30,250,22||",
-                "grpStatus 10,140,380,130|Status|", "pklStatus 10,20,101,101||",
-                "lblStatus 130,20,240,21|<p align=\"center\">Mount / Umount</p>|", "ledStatus 200,60,40,40||",
-                "btnMount 260,60,41,41||", "grpFormat 10,270,380,130|Format|", "pxlFormat 10,20,100,100||",
+                "lblFree 130,100,230,21|Free space:|", "pxlRev 10,20,100,100||rev", "pgbUsage 120,30,250,22||",
+                "grpStatus 10,140,380,130|Status|", "pklStatus 10,20,101,101||status",
+                "lblStatus 130,20,240,21|<p align=\"center\">Mount / Umount</p>|",
+                "ledStatus 200,60,40,40||rectangular", "btnMount 260,60,41,41||mount",
+                "grpFormat 10,270,380,130|Format|", "pxlFormat 10,20,100,100||warning",
                 "btnFormat 210,90,70,21|&Format|Alt+F",
                 "lblFormat 120,20,251,45|<p align=\"center\"><b>Attention!</b></p>\n"
                 "<p align=\"center\">All informations stored on Rev will be lost!</p>|",

@@ -120,11 +120,13 @@ private Q_SLOTS:
         QCOMPARE(QProcess::execute("/bin/umount", {"-n", table}), 0);
     }
 
-    void keepsTheTableWhenUnmountingFails()
+    void keepsTheTableWhereTheKernelRefuses()
     {
         WriteFile(table, rev + root);
-        Kernel::umountErrno = EBUSY;
-        QVERIFY(!UmountRev());
+        Kernel::mountErrno = Kernel::umountErrno = EBUSY; // mounted already, and in use
+        QVERIFY(MountRev() && !UmountRev());
+        Kernel::mountErrno = ENOMEDIUM;
+        QVERIFY(!MountRev());
         QCOMPARE(ReadFile(table), rev + root);
     }
 

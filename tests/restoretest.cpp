@@ -246,7 +246,8 @@ private Q_SLOTS:
         QString details;
         if (const QTreeWidgetItem* const row = List()->topLevelItem(0)) {
             QVERIFY(row->text(0) == "hdc1" && row->isExpanded() && row->child(0)->text(0) == "Details:");
-            QCOMPARE(row->checkState(0) == Qt::Checked, !row->isDisabled());
+            const QVariant box = row->data(0, Qt::CheckStateRole); // none where it is not valid
+            QCOMPARE(box, QVariant(row->isDisabled() ? Qt::Unchecked : Qt::Checked));
             details = row->isDisabled() ? "off" : "on";
             for (int column = 1; column < 5; ++column)
                 details += '|' + row->child(0)->text(column);
@@ -296,9 +297,10 @@ private Q_SLOTS:
     {
         Store("A 1", "2007");
         Open();
-        commands.Add("dd", "echo '<b>1+0</b> &amp;'");
+        commands.Add("dd", "echo '<b>1+0</b> &amp;'; printf '\\342'");
         commands.Add("norvoRestorePT", "hold; printf 'a\\tb <i>' >&2; exit 1");
-        commands.Add("norvoPartimageRestore", "if [[ $2 == hdc1 ]]; then printf 'a\\303'; hold; printf '\\251'; fi");
+        commands.Add("norvoPartimageRestore",
+            "[[ $2 == hdc1 ]] || exit 0; printf 'a\\303'; hold; printf 'b\\342' >&2; hold; printf '\\251'");
         commands.Add("mkswap", "[[ $2 == /dev/hdc2 ]]");
         ReportStandIn report;
         for (int section = 4; section >= 0; --section) // the first alone turns the order round
@@ -314,6 +316,9 @@ private Q_SLOTS:
         });
         commands.During("|hdc1|", [this] {
             QTRY_COMPARE(Transcript().last(), QString("a"));
+            commands.During("|hdc1|", [this] {
+                QTRY_COMPARE(Transcript().last(), QString("R:b"));
+            });
         });
         boxes.expected.append({finished, Qt::Key_Return, [this] {
                                    QVERIFY(Output()->isVisible() && !Child(Output(), "btnClose")->isEnabled());
@@ -325,12 +330,12 @@ private Q_SLOTS:
             "mkswap|-c|/dev/hdc5"};
         QCOMPARE(commands.Calls(), expected);
         QCOMPARE(ReadFile(commands.dir.filePath("directories")), QByteArray("/mnt/rev/A 1/2007\n").repeated(6));
-        QStringList transcript = {"B:dd if=A 1_2007_hdc.mbr of=/dev/hdc ", "", "<b>1+0</b> &amp;", "", "", "",
+        QStringList transcript = {"B:dd if=A 1_2007_hdc.mbr of=/dev/hdc ", "", "<b>1+0</b> &amp;", "", "\ufffd", "", "",
             "B:norvoRestorePT hdc A 1_2007_hdc.sf ", "", "R:a\tb <i>", "", "",
             "B:norvoPartimageRestore /mnt/rev/A 1/2007 hdc10 A 1_2007_hdc10.bz2.000 ", "", "", "",
-            "B:norvoPartimageRestore /mnt/rev/A 1/2007 hdc1 A 1_2007_hdc1.bz2.000 ", "", "a", "\u00e9", "", "", "", "",
-            "B:mkswap -c /dev/hdc2 ", "", "", "", "B:mkswap -c /dev/hdc5 ", "", "", "", "B:norvoRestoreGrub ", "",
-            "R:norvoRestoreGrub: can't be started; is this command installed?", "", ""};
+            "B:norvoPartimageRestore /mnt/rev/A 1/2007 hdc1 A 1_2007_hdc1.bz2.000 ", "", "a", "R:b", "\u00e9",
+            "R:\ufffd", "", "", "", "", "B:mkswap -c /dev/hdc2 ", "", "", "", "B:mkswap -c /dev/hdc5 ", "", "", "",
+            "B:norvoRestoreGrub ", "", "R:norvoRestoreGrub: can't be started; is this command installed?", "", ""};
         QCOMPARE(Transcript(), transcript);
         QStringList said = report.Heard();
         QVERIFY(
@@ -345,18 +350,23 @@ private Q_SLOTS:
         QVERIFY(Transcript().join("").isEmpty() && !Child(Output(), "btnClose")->isEnabled());
     }
 
+    /** From a REV disk that has been taken out meanwhile. */
     void restoresWithNothingChosen()
     {
         Store("A", "2007", "/dev/hdc1 : start= 1, size= 2, Id=83\n/dev/hdc2 : start= 3, size= 4, Id=82\n");
         Open();
         commands.Add("dd");
         commands.Add("norvoRestorePT");
+        QVERIFY(QDir("/mnt/rev/A").removeRecursively());
         List()->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
         Child<QCheckBox>(dialog.get(), "chkSwap")->setChecked(false);
         Child<QCheckBox>(dialog.get(), "chkGrub")->setChecked(false);
         boxes.expected.append({finished});
         Press("btnStartRestore");
         QCOMPARE(Transcript().filter("B:").size(), 2);
+        const QString gone = "R:%1: can't be started; /mnt/rev/A/2007/ is not there any more; is the REV disk still in "
+                             "its drive, and mounted?";
+        QCOMPARE(Transcript().filter("R:"), QStringList({gone.arg("dd"), gone.arg("norvoRestorePT")}));
         QVERIFY(Output()->close() && dialog->isHidden() && mainWindow.isEnabled());
     }
 
@@ -370,7 +380,7 @@ private Q_SLOTS:
         QCOMPARE(view->palette().color(QPalette::Base), QColor(Qt::white));
         QCOMPARE(view->palette().color(QPalette::Text), QColor(Qt::black));
         QApplication::setPalette(bright);
-        QCOMPARE(view->lineWrapMode(), QTextEdit::NoWrap);
+        QVERIFY(view->isReadOnly() && view->lineWrapMode() == QTextEdit::NoWrap);
         for (int i = 0; i < 100; ++i)
             window.appendOutput("line");
         QScrollBar* const bar = view->verticalScrollBar();

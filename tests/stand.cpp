@@ -65,7 +65,7 @@ void Commands::Add(const QString& name, const QByteArray& body)
     WriteFile(path,
         "#!/bin/bash\n"
         "IFS='|'\n"
-        "hold() { read -r <\"${0%/*}/gate\"; }\n"
+        "hold() { read -rt 20 <\"${0%/*}/gate\"; }\n"
         "echo \"$PWD\" >>\"${0%/*}/directories\"\n"
         "echo \"${0##*/}${*:+|$*}\" >>\"${0%/*}/calls\"\n"
             + body + '\n');

@@ -149,10 +149,18 @@ private Q_SLOTS:
         QCOMPARE(FactsOf(disk.Text()), QString("loop1 0:0+99:0"));
         disk.lines.clear();
         QVERIFY(FactsOf(disk.Text()).contains("no partition table in it"));
-        for (const std::string text :
-            {"# native: x\n# disk: a b\n", "/dev/b1 : start= 0, size= 0, Id= 0\n# disk: c\n"}) {
+        // An area of raw bytes whose size is not that of what is packed.
+        const QByteArray shorter("\0\0\0\4", 4), packed = qCompress("abc");
+        const auto raw = [](int size, const QByteArray& bytes) {
+            return "# raw: 0 " + std::to_string(size) + ' ' + bytes.toBase64().toStdString() + '\n';
+        };
+        const std::string name = "not the name of its disk", bytes = "the raw bytes in it are damaged";
+        const std::vector<std::pair<std::string, std::string>> wrong
+            = {{"# native: x\n# disk: a b\n", name}, {"/dev/b1 : start= 0, size= 0, Id= 0\n# disk: c\n", name},
+                {raw(4, shorter + packed.mid(4)), bytes}, {raw(3, shorter + packed.mid(4)), bytes}};
+        for (const auto& [text, complaint] : wrong) {
             const std::string sealed = text + "# complete: sha256 " + Sha256Of(text) + "\n";
-            QVERIFY2(FactsOf(sealed).contains("not the name of its disk"), text.c_str());
+            QVERIFY2(FactsOf(sealed).contains(QString::fromStdString(complaint)), text.substr(0, 80).c_str());
         }
     }
 

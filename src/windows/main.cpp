@@ -60,8 +60,7 @@ int main(int argc, char* argv[])
 
     QApplication app(argc, argv);
     KLocalizedString::setApplicationDomain("norvoclonerestore");
-    // The windows keep their language, while df's list, which the Rev manager reads, is in English.
-    KLocalizedString::setLanguages(KLocalizedString::languages());
+    // The windows' language is known by now, while df's list, which the Rev manager reads, is in English.
     MessageLanguage::SetEnglish();
     KAboutData::setApplicationData(about);
     // Otherwise every caption would get the program's name added to it.
