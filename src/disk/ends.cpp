@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <limits>
 
 #include <fcntl.h>
@@ -46,31 +47,27 @@ public:
         });
     }
 
+    /** A disk with bad sectors where nothing is saved is good enough to go on. */
     void Clear(Range range) const
     {
+        bool isClear = true;
         uint64_t place = range.begin;
         for (const Range& each : kept) {
-            Write({place, std::min(each.begin, range.end)});
+            isClear = Write({place, std::min(each.begin, range.end)}) && isClear;
             place = std::max(place, each.end);
         }
-        Write({place, range.end});
-        if (!node || fsync(node.Get()) != 0)
-            Fail();
+        isClear = Write({place, range.end}) && isClear;
+        if (!isClear || fsync(node.Get()) != 0)
+            Warn(path + ": marks of earlier uses cannot be cleared at its end or beginning: " + strerror(errno));
     }
 
 private:
-    void Write(Range range) const
+    bool Write(Range range) const
     {
         if (range.begin >= range.end)
-            return;
+            return true;
         const std::string zeros(range.end - range.begin, '\0');
-        if (!WriteAt(node.Get(), zeros.data(), zeros.size(), range.begin - origin))
-            Fail();
-    }
-
-    [[noreturn]] void Fail() const
-    {
-        throw SystemFailure(ExitStatus::Failed, path + ": marks of earlier uses cannot be cleared", errno);
+        return WriteAt(node.Get(), zeros.data(), zeros.size(), range.begin - origin);
     }
 
     Descriptor node;

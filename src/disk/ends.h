@@ -9,8 +9,8 @@
 
 /**
  * Marks of earlier uses, as those of a RAID or of a boot manager, stand in the first and the last MiB of a disk or
- * partition, where the tools that they are for look, whatever stands between. These put zeros there. A Failure with
- * `Failed` when that can't be written.
+ * partition, where the tools that they are for look, whatever stands between. These put zeros there; where that can't
+ * be done, they warn.
  */
 
 /** Of the end of the disk, what lies outside all partitions of the table. */
