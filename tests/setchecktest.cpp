@@ -91,9 +91,10 @@ private Q_SLOTS:
         const std::string change = plain + "printf '\\377\\377\\377' | dd conv=notrunc bs=1 of=x seek=";
         row((plain + "truncate -s -9 x" + packed).c_str(), "hdc1 damaged", true);
         row((plain + "printf x >x" + packed).c_str(), "hdc1 damaged");
-        row((change + "52" + packed).c_str(), "hdc1 damaged"); // bytes of the partition that it was made from
-        row((change + "84" + packed).c_str(), "hdc1 damaged"); // of a block
-        row((change + "62" + packed).c_str(), "hdc1 damaged"); // blocks
+        row((change + "52" + packed).c_str(), "hdc1 damaged");  // bytes of the partition that it was made from
+        row((change + "84" + packed).c_str(), "hdc1 damaged");  // of a block
+        row((change + "62" + packed).c_str(), "hdc1 damaged");  // blocks
+        row((change + "600" + packed).c_str(), "hdc1 damaged"); // marks of used ones
         QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
                                  << false;
         QTest::newRow("foreign, exchanged")

@@ -189,6 +189,7 @@ int main(int argc, char** argv)
             Say(partition.name + ": the image is that of an extended partition, nothing is written");
             return;
         }
+        volumes.CheckMap(*ImageHeader::Parse(head), partition.bytes);
         WriteImage(disk, partition, volumes, record, table);
         if (!record && !table.seal.empty()) {
             Warn(volumes.FirstPath()

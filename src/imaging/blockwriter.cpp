@@ -37,6 +37,8 @@ public:
         head.resize(header->DataOffset());
         Read(head.data() + ImageHeader::length, head.size() - ImageHeader::length);
         left = header->ChecksumInterval();
+        if (!Used().Fit(most))
+            throw Failure(ExitStatus::Damaged, "the image's map of used blocks does not fit the partition");
     }
 
     [[nodiscard]] UsedBlocks Used() const

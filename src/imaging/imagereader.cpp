@@ -11,6 +11,7 @@
 #include "process.h"
 #include "progress.h"
 #include "sha256.h"
+#include "usedblocks.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -121,9 +122,8 @@ ImageVolumes::ImageVolumes(const ImageFiles& files)
     }
 }
 
-std::string ImageVolumes::Head() const
+std::string ImageVolumes::Head(uint64_t most) const
 {
-    constexpr size_t most = 512;
     auto [out, in] = Descriptor::Pipe();
     auto [result, plain] = Descriptor::Pipe();
     Pipeline pipeline;
@@ -132,7 +132,7 @@ std::string ImageVolumes::Head() const
     fcntl(in.Get(), F_SETFL, O_NONBLOCK);
     auto [data, size] = reader.Next();
     std::string head(most, '\0');
-    size_t have = 0;
+    uint64_t have = 0;
     for (size_t given = 0; have < most;) {
         if (given == size && in) {
             std::tie(data, size) = reader.Next();
@@ -158,6 +158,16 @@ std::string ImageVolumes::Head() const
     }
     head.resize(have);
     return head;
+}
+
+void ImageVolumes::CheckMap(const ImageHeader& header, uint64_t partitionBytes) const
+{
+    const std::string head = Head(header.DataOffset());
+    if (head.size() != header.DataOffset()
+        || !UsedBlocks(header, std::string_view(head).substr(ImageHeader::length)).Fit(partitionBytes)) {
+        throw Failure(ExitStatus::Damaged,
+            FirstPath() + " cannot be written back: its map of used blocks does not fit the partition");
+    }
 }
 
 void ImageVolumes::CheckRecord(const ImageRecord& record) const

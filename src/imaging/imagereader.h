@@ -17,8 +17,11 @@ public:
     /** A Failure with `Damaged` where one is missing. */
     explicit ImageVolumes(const ImageFiles& files);
 
-    /** The first bytes of what is compressed, at most 512; fewer of a damaged image. */
-    [[nodiscard]] std::string Head() const;
+    /** The first bytes of what is compressed, at most so many; fewer of a damaged image. */
+    [[nodiscard]] std::string Head(uint64_t most = 512) const;
+
+    /** A Failure with `Damaged` where the used blocks, by their map, can't be written back onto so many bytes. */
+    void CheckMap(const ImageHeader& header, uint64_t partitionBytes) const;
 
     /** A Failure with `Damaged` unless size and hash are those of the record. */
     void CheckRecord(const ImageRecord& record) const;

@@ -153,11 +153,13 @@ void Relay::TakeHead()
 /** Before anything of it is written: an image that lacks what is in use, or can't be written back, is none. */
 void Relay::JudgeMap() const
 {
+    const UsedBlocks map(*header, std::string_view(head).substr(ImageHeader::length));
     if (!header->Fits(partition.bytes))
         throw Unreadable("it counts more space than its partition has");
+    if (!map.Fit(partition.bytes))
+        throw Unreadable("partclone's map of used blocks does not fit the partition");
     if (account == nullptr)
         return;
-    const UsedBlocks map(*header, std::string_view(head).substr(ImageHeader::length));
     const uint64_t lacking = account->Lacking([&map](uint64_t offset, uint64_t size) {
         return map.Cover({offset, size});
     });

@@ -205,6 +205,8 @@ private:
                 volumes.FirstPath() + " cannot be written back: the partition has " + std::to_string(bytes)
                     + " bytes, the image needs " + std::to_string(header->NeededBytes()));
         }
+        if (header)
+            volumes.CheckMap(*header, bytes);
         return head;
     }
 

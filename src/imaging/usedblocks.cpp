@@ -7,6 +7,7 @@
 
 UsedBlocks::UsedBlocks(const ImageHeader& header, std::string_view bits)
     : blocks(header.blocks)
+    , usedBlocks(header.usedBlocks)
     , blockBytes(header.blockBytes)
     , bits(bits)
 {
@@ -15,6 +16,19 @@ UsedBlocks::UsedBlocks(const ImageHeader& header, std::string_view bits)
 bool UsedBlocks::IsUsed(uint64_t number) const
 {
     return (static_cast<unsigned char>(bits[number / 8]) >> (number % 8) & 1) != 0;
+}
+
+bool UsedBlocks::Fit(uint64_t partitionBytes) const
+{
+    uint64_t count = 0;
+    uint64_t end = 0;
+    for (uint64_t number = 0; number < blocks; ++number) {
+        if (!IsUsed(number))
+            continue;
+        ++count;
+        end = number + 1;
+    }
+    return count == usedBlocks && end * blockBytes <= partitionBytes;
 }
 
 bool UsedBlocks::Cover(Extent extent) const

@@ -29,6 +29,9 @@ public:
     /** Where the next bytes of them stand on the partition, at most `most`; none, of size 0, at the end. */
     Extent Next(uint64_t most);
 
+    /** Whether there are as many as the header says, and none reaches beyond a partition of so many bytes. */
+    [[nodiscard]] bool Fit(uint64_t partitionBytes) const;
+
     /** Whether all blocks are used that these bytes of the partition lie in. */
     [[nodiscard]] bool Cover(Extent extent) const;
 
@@ -36,6 +39,7 @@ private:
     [[nodiscard]] bool IsUsed(uint64_t number) const;
 
     uint64_t blocks;
+    uint64_t usedBlocks; ///< by the header
     uint64_t blockBytes;
     std::string_view bits;
     uint64_t block = 0; ///< where the next bytes are looked for
