@@ -150,6 +150,16 @@ private Q_SLOTS:
         }).isEmpty());
     }
 
+    /** The imaging tool passes over the last two clusters of any exFAT. */
+    void knowsTheLastClusters()
+    {
+        const std::string path = Make({"mkfs.exfat", "-c", "1M"}, 40 * mebibyte);
+        const std::string volume = Content(path);
+        const uint64_t clusters = LittleEndian(volume, 92, 4);
+        Put(path, {static_cast<char>(1 << (clusters - 1) % 8)}, LittleEndian(volume, 88, 4) * 512 + (clusters - 1) / 8);
+        QCOMPARE(Save(Device::OfFile(path)).state.substr(0, 28), std::string("partclone's map lacks 1 of t"));
+    }
+
     /** Whatever stands there: an account or a doubt, soon. */
     void survivesForeignBytes()
     {
