@@ -104,10 +104,17 @@ class LanguagesTest : public QObject
 private Q_SLOTS:
     void drives()
     {
-        const std::vector<Drive> two = {NewDrive("sda", "Stick"), NewDrive("sdb", "Disk")};
+        std::vector<Drive> two = {NewDrive("sda", "Stick"), NewDrive("sdb", "Disk")};
+        two[1].identity.serial = ""; // it cannot be tied
+        const std::string disk = NewFile(folder, "disk", std::string(1 << 20, '\0'));
         Check(
-            [&two] {
-                DriveWindow window(two);
+            [&two, &disk] {
+                DriveWindow window({[&two] {
+                                        return two;
+                                    },
+                    [&disk](const Drive&) {
+                        return Device::OfFile(disk);
+                    }});
                 const QList<QListWidget*> lists = window.findChildren<QListWidget*>();
                 lists[0]->setCurrentRow(0);
                 lists[1]->setCurrentRow(1);
@@ -115,7 +122,7 @@ private Q_SLOTS:
                 QCoreApplication::processEvents();
                 return Texts(window);
             },
-            "Apply|&?Cancel|OK"); // the toolkit's
+            "&?Cancel|&?OK"); // the toolkit's
     }
 
     void report_data()

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "remark.h"
+
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -22,12 +24,20 @@ class Failure : public std::runtime_error
 {
 public:
     Failure(ExitStatus status, const std::string& text)
-        : std::runtime_error(text)
+        : Failure(status, Remark(text))
+    {
+    }
+
+    /** With a sentence that a window can translate. */
+    Failure(ExitStatus status, Remark sentence)
+        : std::runtime_error(sentence.Text())
         , status(status)
+        , remark(std::move(sentence))
     {
     }
 
     ExitStatus status;
+    Remark remark; ///< the sentence
 };
 
 /** The same for a failed system call: the text, then what the system says of `error`. */

@@ -105,11 +105,11 @@ void PrintDrive(const Drive& drive, const std::vector<Drive>& drives, const Role
     const std::string twins = TwinsOf(drive, drives);
     if (!twins.empty())
         Say("    the same serial number as " + twins);
-    if (!drive.system.empty())
-        Say("    the running system is on it: " + drive.system);
-    for (const std::string& use : drive.uses) {
-        if (use != drive.system)
-            Say("    " + use);
+    if (!drive.system.IsEmpty())
+        Say("    the running system is on it: " + drive.system.Text());
+    for (const Remark& use : drive.uses) {
+        if (use.Text() != drive.system.Text())
+            Say("    " + use.Text());
     }
 }
 
@@ -145,13 +145,13 @@ QJsonObject SeatObject(const Seat& seat)
 QJsonObject DriveObject(const Drive& drive)
 {
     QJsonArray uses;
-    for (const std::string& use : drive.uses)
-        uses.append(Text(use));
+    for (const Remark& use : drive.uses)
+        uses.append(Text(use.Text()));
     return {{QStringLiteral("name"), Text(drive.name)}, {QStringLiteral("model"), Text(drive.identity.model)},
         {QStringLiteral("serial"), Text(drive.identity.serial)}, {QStringLiteral("wwn"), Text(drive.identity.wwn)},
         {QStringLiteral("place"), Text(drive.identity.place)}, {QStringLiteral("bus"), Text(drive.bus)},
         {QStringLiteral("bytes"), static_cast<double>(drive.bytes)}, {QStringLiteral("removable"), drive.removable},
-        {QStringLiteral("optical"), drive.optical}, {QStringLiteral("system"), !drive.system.empty()},
+        {QStringLiteral("optical"), drive.optical}, {QStringLiteral("system"), !drive.system.IsEmpty()},
         {QStringLiteral("uses"), uses}};
 }
 
@@ -169,9 +169,9 @@ void ChooseNamed(const std::vector<Drive>& drives, const Request& request)
 {
     const Drive* const rev = request.rev.empty() ? nullptr : &FindDrive(drives, request.rev);
     const Drive* const disk = request.disk.empty() ? nullptr : &FindDrive(drives, request.disk);
-    Choose(drives, rev, disk, request.byPlace);
+    ChosenTies(drives, rev, disk, request.byPlace).Write();
     if (disk != nullptr && !disk->uses.empty())
-        Warn(request.disk + " is in use (" + disk->uses.front() + "): a restore refuses it as long as it is");
+        Warn(request.disk + " is in use (" + disk->uses.front().Text() + "): a restore refuses it as long as it is");
 }
 
 int Work(int argc, char** argv)

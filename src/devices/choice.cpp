@@ -8,7 +8,7 @@
 
 #include <unistd.h>
 
-void Choose(const std::vector<Drive>& drives, const Drive* rev, const Drive* disk, bool byPlace)
+Ties ChosenTies(const std::vector<Drive>& drives, const Drive* rev, const Drive* disk, bool byPlace)
 {
     Ties ties = Ties::Read();
     if (rev != nullptr)
@@ -18,11 +18,11 @@ void Choose(const std::vector<Drive>& drives, const Drive* rev, const Drive* dis
     const Roles roles = Decide(drives, ties);
     if (rev != nullptr && roles.rev.drive != rev)
         throw Failure(
-            ExitStatus::Refused, "/dev/" + rev->name + " cannot be the REV drive: " + roles.rev.remark.Text());
+            ExitStatus::Refused, Remark("%1 cannot be the REV drive: %2", {"/dev/" + rev->name, roles.rev.remark}));
     if (disk != nullptr && roles.disk.drive != disk)
         throw Failure(
-            ExitStatus::Refused, "/dev/" + disk->name + " cannot be the hard disk: " + roles.disk.remark.Text());
-    ties.Write();
+            ExitStatus::Refused, Remark("%1 cannot be the hard disk: %2", {"/dev/" + disk->name, roles.disk.remark}));
+    return ties;
 }
 
 void Apply(const std::vector<Drive>& drives, const Roles& roles)
@@ -41,7 +41,6 @@ void Apply(const std::vector<Drive>& drives, const Roles& roles)
         usleep(200000);
     }
     throw Failure(ExitStatus::Failed,
-        "the links in /dev do not follow: a disk is locked by another program, a node of the name is in the way, or "
-        "the "
-        "udev rule is missing; see the journal of udev");
+        Remark("the links in /dev do not follow: a disk is locked by another program, a node of the name is in the "
+               "way, or the udev rule is missing; see the journal of udev"));
 }

@@ -6,10 +6,10 @@
 #include "links.h"
 
 /**
- * Notes in the file that these drives were chosen; a null pointer leaves what was chosen before. A Failure with
- * `Refused` tells why one cannot be tied, and the file stays as it is.
+ * What the file has to say when these drives are chosen; a null pointer leaves what was chosen before. A Failure with
+ * `Refused` tells why one cannot be tied. Nothing is written.
  */
-void Choose(const std::vector<Drive>& drives, const Drive* rev, const Drive* disk, bool byPlace);
+Ties ChosenTies(const std::vector<Drive>& drives, const Drive* rev, const Drive* disk, bool byPlace);
 
 /**
  * Has the links in /dev follow the decision, and waits for them. A Failure with `Failed` where they don't; where udev

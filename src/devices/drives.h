@@ -4,6 +4,7 @@
 #pragma once
 
 #include "identity.h"
+#include "remark.h"
 
 /** A drive of this machine: a whole disk with something behind it, so no loop device, logical volume and the like. */
 struct Drive
@@ -14,9 +15,9 @@ struct Drive
     std::string bus;
     uint64_t bytes = 0; ///< 0 where no medium is in it
     bool removable = false;
-    bool optical = false; ///< the kernel takes it for a CD drive
-    std::string system;   ///< why the running system needs it, as "sda1 is mounted at /"; empty where it doesn't
-    std::vector<std::string> uses; ///< as "sda1 is mounted at /home"
+    bool optical = false;     ///< the kernel takes it for a CD drive
+    Remark system;            ///< why the running system needs it, as "sda1 is mounted at /"; empty where it doesn't
+    std::vector<Remark> uses; ///< as "sda1 is mounted at /home"
 
     /** "Iomega RRD, serial number 123, 35.0 GB". */
     [[nodiscard]] std::string Text() const

@@ -64,15 +64,15 @@ std::set<dev_t> Differing(const Links& wanted, const Links& present)
     devices.erase(0);
     return devices;
 }
+} // namespace
 
-void Trigger(dev_t device)
+void HaveUdevLook(dev_t device)
 {
     const Descriptor file = Descriptor::Open(SysFolder(device) + "/uevent", O_WRONLY);
     const std::string action = "change";
     if (file)
         WriteAll(file.Get(), action.data(), action.size());
 }
-} // namespace
 
 bool LinksAreRight(const std::vector<Drive>& drives, const Roles& roles)
 {
@@ -84,7 +84,7 @@ void RefreshLinks(const std::vector<Drive>& drives, const Roles& roles)
     for (const dev_t device : Differing(WantedLinks(drives, roles), PresentLinks())) {
         // One that udev has not seen yet is decided on when it is.
         if (UdevDevice(device).IsKnown())
-            Trigger(device);
+            HaveUdevLook(device);
     }
 }
 
@@ -94,7 +94,6 @@ Roles DecideNow(const std::vector<Drive>& drives)
         return Decide(drives, Ties::Read());
     } catch (const Failure& failure) {
         Warn(failure.what());
-        const Remark remark("%1", {failure.what()});
-        return {{nullptr, remark}, {nullptr, remark}};
+        return {{nullptr, failure.remark}, {nullptr, failure.remark}};
     }
 }

@@ -8,6 +8,9 @@
 /** Whether the names in /dev lead to what was decided. */
 bool LinksAreRight(const std::vector<Drive>& drives, const Roles& roles);
 
+/** Has udev look again at that device. */
+void HaveUdevLook(dev_t device);
+
 /** Has udev look again at the devices, and at those alone, whose links in /dev are not as decided. */
 void RefreshLinks(const std::vector<Drive>& drives, const Roles& roles);
 

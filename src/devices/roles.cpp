@@ -34,10 +34,10 @@ Seat Chosen(const std::vector<Drive>& drives, const Identity& choice)
         return {nullptr, Remark("the drive that was chosen is not connected: %1", {ChoiceText(choice)})};
     if (found.size() > 1) {
         return {nullptr,
-            Remark("several drives are what was chosen (%1): %2; tie one by its place, with --by-place",
-                {ChoiceText(choice), Names(found)})};
+            Remark("several drives are what was chosen (%1): %2; tie one by its place, with %3",
+                {ChoiceText(choice), Names(found), std::string(byPlaceOption)})};
     }
-    if (!found.front()->system.empty()) {
+    if (!found.front()->system.IsEmpty()) {
         return {nullptr,
             Remark(
                 "the running system is on the drive that was chosen, %1 (%2)", {Names(found), found.front()->system})};
@@ -48,7 +48,7 @@ Seat Chosen(const std::vector<Drive>& drives, const Identity& choice)
 Seat RevByItself(const std::vector<Drive>& drives)
 {
     const auto found = Find(drives, [](const Drive& drive) {
-        return IsRevModel(drive.identity.model) && drive.system.empty();
+        return IsRevModel(drive.identity.model) && drive.system.IsEmpty();
     });
     if (found.empty())
         return {nullptr, Remark("no drive calls itself an Iomega REV; choose one")};
@@ -60,7 +60,7 @@ Seat RevByItself(const std::vector<Drive>& drives)
 Seat DiskByItself(const std::vector<Drive>& drives)
 {
     const auto found = Find(drives, [](const Drive& drive) {
-        return !drive.removable && !drive.optical && drive.bytes > 0 && drive.system.empty()
+        return !drive.removable && !drive.optical && drive.bytes > 0 && drive.system.IsEmpty()
             && !IsRevModel(drive.identity.model);
     });
     if (found.empty())
@@ -80,14 +80,6 @@ Seat DiskOf(const std::vector<Drive>& drives, const Ties& ties)
     return seat;
 }
 } // namespace
-
-std::string Remark::Text() const
-{
-    std::string filled = text;
-    for (std::size_t i = names.size(); i > 0; --i)
-        filled.replace(filled.find("%" + std::to_string(i)), 2, names[i - 1]);
-    return filled;
-}
 
 std::string Roles::NameOf(const std::string& drive, unsigned partition) const
 {
@@ -110,14 +102,15 @@ Identity TieOf(const Drive& drive, bool byPlace)
 {
     const std::string name = "/dev/" + drive.name + " (" + drive.Text() + ")";
     if (byPlace && drive.identity.place.empty())
-        throw Failure(ExitStatus::Refused, name + ": it is not known where it is connected; it cannot be tied by that");
+        throw Failure(ExitStatus::Refused,
+            Remark("%1: it is not known where it is connected; it cannot be tied by that", {name}));
     if (byPlace)
         return {drive.identity.model, "", "", drive.identity.place};
     if (drive.identity.serial.empty() && drive.identity.wwn.empty()) {
         throw Failure(ExitStatus::Refused,
-            name
-                + " has neither a serial number nor a WWN that would tell it from others; tie it by its place, with "
-                  "--by-place");
+            Remark("%1 has neither a serial number nor a WWN that would tell it from others; tie it by its place, "
+                   "with %2",
+                {name, std::string(byPlaceOption)}));
     }
     return {drive.identity.model, drive.identity.serial, drive.identity.wwn, ""};
 }

@@ -6,22 +6,8 @@
 #include "drives.h"
 #include "ties.h"
 
-/** A remark for the operator, kept apart from what it names, so that a window can translate it. */
-struct Remark
-{
-    /** @param text in English, with %1 and %2 for the names; po/update takes it into the catalogues */
-    explicit Remark(const char* text, std::vector<std::string> names = {})
-        : text(text)
-        , names(std::move(names))
-    {
-    }
-
-    /** In English, with the names. */
-    [[nodiscard]] std::string Text() const;
-
-    const char* text;
-    std::vector<std::string> names;
-};
+/** The option of norvoDevices that has a drive known by its place; a window names its own. */
+inline constexpr char byPlaceOption[] = "--by-place";
 
 /** Who has one of the two names. */
 struct Seat

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
@@ -37,7 +38,7 @@ std::string Trimmed(const std::string& text)
     return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
-/** Reads the file line by line. What it throws is a text without file and line. */
+/** Reads the file line by line. What it throws is a Remark without file and line. */
 class Reader
 {
 public:
@@ -46,7 +47,7 @@ public:
         std::string visible = line;
         std::replace(visible.begin(), visible.end(), '\t', ' ');
         if (Printable(visible) != visible)
-            throw std::string("a control character, or bytes that are not UTF-8");
+            throw Remark("a control character, or bytes that are not UTF-8");
         const std::string text = Trimmed(line);
         if (text.empty() || text.front() == '#')
             return;
@@ -60,7 +61,7 @@ public:
     void Close() const
     {
         if (current != nullptr && (*current)->serial.empty() && (*current)->wwn.empty() && (*current)->place.empty())
-            throw std::string("the part above has neither serial, wwn nor place: many drives would answer to it");
+            throw Remark("the part above has neither serial, wwn nor place: many drives would answer to it");
     }
 
     Ties ties;
@@ -70,10 +71,10 @@ private:
     {
         Close();
         if (text != "[rev]" && text != "[disk]")
-            throw "\"" + text + "\" is neither [rev] nor [disk]";
+            throw Remark("\"%1\" is neither [rev] nor [disk]", {text});
         current = text == "[rev]" ? &ties.rev : &ties.disk;
         if (*current)
-            throw text + " is there twice";
+            throw Remark("%1 is there twice", {text});
         current->emplace();
     }
 
@@ -81,21 +82,21 @@ private:
     {
         const size_t sign = text.find('=');
         if (sign == std::string::npos)
-            throw "\"" + text + "\" is not of the form key = value";
+            throw Remark("\"%1\" is not of the form key = value", {text});
         const std::string key = Trimmed(text.substr(0, sign));
         const auto* const known = std::find_if(std::begin(keys), std::end(keys), [&key](const auto& each) {
             return key == each.first;
         });
         if (known == std::end(keys))
-            throw "\"" + key + "\" is not a key; they are model, serial, wwn and place";
+            throw Remark("\"%1\" is not a key; they are model, serial, wwn and place", {key});
         if (current == nullptr)
-            throw std::string("[rev] or [disk] has to come first");
+            throw Remark("[rev] or [disk] has to come first");
         std::string& value = (*current).value().*(known->second);
         if (!value.empty())
-            throw key + " is there twice";
+            throw Remark("%1 is there twice", {key});
         value = Trimmed(text.substr(sign + 1));
         if (value.empty())
-            throw key + " has no value";
+            throw Remark("%1 has no value", {key});
     }
 
     std::optional<Identity>* current = nullptr;
@@ -116,8 +117,10 @@ std::string PartText(const char* name, const std::optional<Identity>& chosen)
 
 [[noreturn]] void ThrowCannot(const std::string& path, int error)
 {
-    throw SystemFailure(
-        ExitStatus::Failed, path + " cannot be written" + (geteuid() == 0 ? "" : "; run it as root"), error);
+    const std::vector<Remark> names = {path, std::string(strerror(error))};
+    throw Failure(ExitStatus::Failed,
+        geteuid() == 0 ? Remark("%1 cannot be written: %2", names)
+                       : Remark("%1 cannot be written; run it as root: %2", names));
 }
 } // namespace
 
@@ -132,8 +135,8 @@ Ties Ties::Parse(const std::string& text, const std::string& path)
             reader.Take(line);
         }
         reader.Close();
-    } catch (const std::string& reason) {
-        throw Failure(ExitStatus::Damaged, path + ":" + std::to_string(number) + ": " + reason);
+    } catch (const Remark& reason) {
+        throw Failure(ExitStatus::Damaged, Remark("%1:%2: %3; mend this line, or forget the choice with: norvoDevices --clear", {path, std::to_string(number), reason}));
     }
     return reader.ties;
 }
@@ -159,7 +162,7 @@ void Ties::Write(const std::string& path) const
     }
     const std::string text = Text();
     if (Parse(text, path).Text() != text) // what a drive says of itself may not fit into the file
-        throw Failure(ExitStatus::Refused, path + ": what the drive says of itself cannot stand there");
+        throw Failure(ExitStatus::Refused, Remark("%1: what the drive says of itself cannot stand there", {path}));
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
     const std::string beside = path + ".new";

@@ -34,10 +34,13 @@ std::string Value(const Probe& probe, const char* name)
     return {value, strnlen(value, size)};
 }
 
-Probe OpenProbe(int node, const Device& device, int superblockFlags)
+/** Of a part of the device, or of all of it for a size of 0. */
+Probe OpenProbe(int node, const Device& device, int superblockFlags, uint64_t begin = 0, uint64_t size = 0)
 {
     Probe probe(blkid_new_probe());
-    if (!probe || blkid_probe_set_device(probe.get(), node, 0, 0) != 0)
+    if (!probe
+        || blkid_probe_set_device(probe.get(), node, static_cast<blkid_loff_t>(begin), static_cast<blkid_loff_t>(size))
+            != 0)
         throw Failure(ExitStatus::Failed, device.path + ": cannot be looked at");
     if (device.sectorBytes != 512)
         blkid_probe_set_sectorsize(probe.get(), device.sectorBytes);
@@ -60,6 +63,7 @@ Contents ProbeContents(const Device& device)
     blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
     // Ambivalent contents are told from a single one: they give -2.
     const int found = blkid_do_safeprobe(probe.get());
+    contents.isAmbivalent = found == -2;
     if (found == 0 && !Value(probe, "TYPE").empty())
         contents.type = Value(probe, "TYPE");
     contents.uuid = Value(probe, "UUID");
@@ -73,6 +77,36 @@ Contents ProbeContents(const Device& device)
     if (blkid_do_fullprobe(probe.get()) == 0)
         contents.partitionTable = Value(probe, "PTTYPE");
     return contents;
+}
+
+std::vector<FoundPartition> ProbePartitions(const Device& disk, size_t most)
+{
+    constexpr uint64_t unit = 512; // of libblkid's, whatever the disk's sectors are
+    std::vector<FoundPartition> partitions;
+    const Descriptor node = Descriptor::Open(disk.path, O_RDONLY);
+    if (!node)
+        throw SystemFailure(ExitStatus::Missing, disk.path + ": cannot be opened", errno);
+    const Probe whole = OpenProbe(node.Get(), disk, BLKID_SUBLKS_TYPE);
+    blkid_probe_enable_superblocks(whole.get(), 0);
+    blkid_partlist const list = blkid_probe_get_partitions(whole.get());
+    const int count = list == nullptr ? 0 : blkid_partlist_numof_partitions(list);
+    for (int i = 0; i < count && partitions.size() < most; ++i) {
+        blkid_partition const entry = blkid_partlist_get_partition(list, i);
+        FoundPartition found;
+        found.number = blkid_partition_get_partno(entry);
+        found.start = static_cast<uint64_t>(blkid_partition_get_start(entry)) * unit;
+        found.size = static_cast<uint64_t>(blkid_partition_get_size(entry)) * unit;
+        if (blkid_partition_is_extended(entry) || found.size == 0)
+            continue;
+        const Probe probe
+            = OpenProbe(node.Get(), disk, BLKID_SUBLKS_TYPE | BLKID_SUBLKS_LABEL, found.start, found.size);
+        if (blkid_do_safeprobe(probe.get()) == 0) {
+            found.type = Value(probe, "TYPE");
+            found.label = Value(probe, "LABEL");
+        }
+        partitions.push_back(found);
+    }
+    return partitions;
 }
 
 void WipeSignatures(const Device& device)

@@ -13,6 +13,7 @@ struct Contents
     std::string type;  ///< file system, swap or RAID member, as "ext4"; "unknown" where nothing or too much is found
     std::string uuid;  ///< its identifiers
     std::string label; ///< its bytes as they are
+    bool isAmbivalent = false;  ///< what is there looks like several things at once, so that `type` is unknown
     std::string partitionTable; ///< "dos", "gpt" and so on, where the device has one
     std::string entryType;      ///< of the partition that the device is: "0x83" or a GUID in small letters
     std::string entryUuid;
@@ -20,6 +21,19 @@ struct Contents
 };
 
 Contents ProbeContents(const Device& device);
+
+/** A partition as the table on the medium has it, whether the kernel knows it or not; in bytes. */
+struct FoundPartition
+{
+    int number = 0;
+    uint64_t start = 0;
+    uint64_t size = 0;
+    std::string type; ///< of what is in it, as in Contents
+    std::string label;
+};
+
+/** Of a disk's table, at most `most`; extended ones are left out. */
+std::vector<FoundPartition> ProbePartitions(const Device& disk, size_t most);
 
 /** Clears every signature on the device: nothing takes it for a file system any more. */
 void WipeSignatures(const Device& device);

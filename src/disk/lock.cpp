@@ -119,9 +119,10 @@ void DiskLock::Take(const Device& disk)
         }
         close(node);
         throw Failure(ExitStatus::Refused,
-            disk.path + " is in use by another program: "
-                + (holder.name.empty() ? "one that cannot be seen" : holder.name + " (process " + holder.number + ")")
-                + " has locked it; wait for its end");
+            Remark("%1 is in use by another program: %2 has locked it; wait for its end",
+                {disk.path,
+                    holder.name.empty() ? Remark("one that cannot be seen")
+                                        : Remark("%1 (process %2)", {holder.name, holder.number})}));
     }
 }
 

@@ -54,10 +54,13 @@ std::string StartMedium()
     return {};
 }
 
-void AddOnce(std::vector<std::string>& texts, const std::string& text)
+void AddOnce(std::vector<Remark>& uses, const Remark& use)
 {
-    if (std::find(texts.begin(), texts.end(), text) == texts.end())
-        texts.push_back(text);
+    const bool isKnown = std::any_of(uses.begin(), uses.end(), [&use](const Remark& known) {
+        return known.Text() == use.Text();
+    });
+    if (!isKnown)
+        uses.push_back(use);
 }
 } // namespace
 
@@ -68,46 +71,47 @@ SystemUse::SystemUse()
 {
 }
 
-std::vector<std::string> SystemUse::Of(dev_t disk) const
+std::vector<Remark> SystemUse::Of(dev_t disk) const
 {
-    std::vector<std::string> texts;
+    std::vector<Remark> uses;
     for (const auto& [device, name] : FamilyOf(disk)) {
         if (now.swaps.count(device) != 0)
-            AddOnce(texts, name + " is used as swap");
+            AddOnce(uses, Remark("%1 is used as swap", {name}));
         for (const Mount& mount : now.mounts) {
             if (mount.device == device)
-                AddOnce(texts, name + " is mounted at " + mount.point);
+                AddOnce(uses, Remark("%1 is mounted at %2", {name, mount.point}));
         }
     }
-    return texts;
+    return uses;
 }
 
-std::string SystemUse::SystemOn(dev_t disk, UdevDevice::Source source) const
+Remark SystemUse::SystemOn(dev_t disk, UdevDevice::Source source) const
 {
     for (const auto& [device, name] : FamilyOf(disk)) {
         for (const Mount& mount : now.mounts) {
             if (mount.device == device && IsSystemPlace(mount.point))
-                return name + " is mounted at " + mount.point;
+                return Remark("%1 is mounted at %2", {name, mount.point});
         }
         for (const Mount& mount : fstab.mounts) {
             if (mount.device == device && !IsGuestPlace(mount.point))
-                return name + " is for " + mount.point + " in /etc/fstab";
+                return Remark("%1 is for %2 in /etc/fstab", {name, mount.point});
         }
         if (fstab.swaps.count(device) != 0)
-            return name + " is for swap in /etc/fstab";
+            return Remark("%1 is for swap in /etc/fstab", {name});
     }
     // Once it was copied to memory, nothing of it is mounted.
     const std::string name = KernelName(disk);
     if (!medium.empty() && UdevDevice(disk, source).Property("ID_FS_UUID") == medium)
-        return name + " is the stick that this PC was started from";
+        return Remark("%1 is the stick that this PC was started from", {name});
     return {};
 }
 
 void RefuseSystemDisk(const Device& disk)
 {
-    const std::string use = disk.number == 0 ? "" : SystemUse().SystemOn(WholeDisk(disk.number));
-    if (!use.empty()) {
+    const Remark use = disk.number == 0 ? Remark() : SystemUse().SystemOn(WholeDisk(disk.number));
+    if (!use.IsEmpty()) {
         throw Failure(ExitStatus::Refused,
-            disk.path + " is the disk that the running system is on (" + use + "); tie another one with norvoDevices");
+            Remark("%1 is the disk that the running system is on (%2); tie another one with norvoDevices",
+                {disk.path, use}));
     }
 }

@@ -5,6 +5,7 @@
 
 #include "device.h"
 #include "mounts.h"
+#include "remark.h"
 #include "udev.h"
 
 /** What keeps this machine's disks, as it was when this object was made. */
@@ -14,10 +15,10 @@ public:
     SystemUse();
 
     /** What is mounted of the disk or used as swap, as "sda1 is mounted at /home". */
-    [[nodiscard]] std::vector<std::string> Of(dev_t disk) const;
+    [[nodiscard]] std::vector<Remark> Of(dev_t disk) const;
 
     /** What shows that the running system is on the disk, or came from it; empty where it did not. */
-    [[nodiscard]] std::string SystemOn(dev_t disk, UdevDevice::Source source = UdevDevice::Source::Database) const;
+    [[nodiscard]] Remark SystemOn(dev_t disk, UdevDevice::Source source = UdevDevice::Source::Database) const;
 
 private:
     Uses now;

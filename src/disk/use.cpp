@@ -29,17 +29,17 @@ namespace {
 constexpr char revMountPoint[] = "/mnt/rev";
 constexpr int busyTries = 40; // of 50 ms each
 
-std::string UseOf(const Uses& uses, dev_t device, Access access)
+Remark UseOf(const Uses& uses, dev_t device, Access access)
 {
     if (uses.swaps.count(device) != 0)
-        return "it is used as swap; switch it off with swapoff";
+        return Remark("it is used as swap; switch it off with swapoff");
     for (const Mount& mount : uses.mounts) {
         if (mount.device == device && mount.writable)
-            return "it is mounted for writing at " + mount.point + "; unmount it";
+            return Remark("it is mounted for writing at %1; unmount it", {mount.point});
     }
     for (const Mount& mount : uses.mounts) {
         if (mount.device == device && access == Access::Write)
-            return "it is mounted at " + mount.point + "; unmount it";
+            return Remark("it is mounted at %1; unmount it", {mount.point});
     }
     return {};
 }
@@ -59,34 +59,37 @@ std::string VolumeGroup(const std::string& name)
 }
 
 /** Which device is built on it, and what releases it. */
-std::string HolderText(dev_t holder)
+Remark HolderText(dev_t holder)
 {
     const std::string kernelName = KernelName(holder);
     const std::string name = FirstLine(SysFolder(holder) + "/dm/name");
     const std::string kind = FirstLine(SysFolder(holder) + "/dm/uuid");
+    const auto released = [](const Remark& built, const std::string& command) {
+        return Remark("%1; release it with: %2", {built, command});
+    };
     if (kind.rfind("LVM-", 0) == 0)
-        return "the logical volume " + name + " is built on it; release it with: vgchange -an " + VolumeGroup(name);
+        return released(Remark("the logical volume %1 is built on it", {name}), "vgchange -an " + VolumeGroup(name));
     if (kind.rfind("CRYPT-", 0) == 0)
-        return "the encrypted device " + name + " is built on it; release it with: cryptsetup close " + name;
+        return released(Remark("the encrypted device %1 is built on it", {name}), "cryptsetup close " + name);
     if (!name.empty())
-        return "the device-mapper device " + name + " is built on it; release it with: dmsetup remove " + name;
+        return released(Remark("the device-mapper device %1 is built on it", {name}), "dmsetup remove " + name);
     if (std::filesystem::exists(SysFolder(holder) + "/loop"))
-        return "the loop device " + kernelName + " is built on it; release it with: losetup -d /dev/" + kernelName;
+        return released(Remark("the loop device %1 is built on it", {kernelName}), "losetup -d /dev/" + kernelName);
     if (std::filesystem::exists(SysFolder(holder) + "/md"))
-        return "the RAID device " + kernelName + " is built on it; release it with: mdadm --stop /dev/" + kernelName;
-    return "the device " + kernelName + " is built on it";
+        return released(Remark("the RAID device %1 is built on it", {kernelName}), "mdadm --stop /dev/" + kernelName);
+    return Remark("the device %1 is built on it", {kernelName});
 }
 
 /** Of the device and all that is built on it. */
-std::string UseOfAll(const Uses& uses, dev_t device, Access access)
+Remark UseOfAll(const Uses& uses, dev_t device, Access access)
 {
-    std::string use = UseOf(uses, device, access);
+    Remark use = UseOf(uses, device, access);
     for (const dev_t holder : HoldersOf(device)) {
-        if (!use.empty())
+        if (!use.IsEmpty())
             break;
         use = UseOf(uses, holder, access);
-        if (!use.empty())
-            use = HolderText(holder) + ", where " + use;
+        if (!use.IsEmpty())
+            use = Remark("%1, where %2", {HolderText(holder), use});
         else if (access == Access::Write)
             use = HolderText(holder);
     }
@@ -110,8 +113,8 @@ void RefuseReadOnly(const Device& device)
     const Descriptor node = Descriptor::Open(device.path, O_RDONLY);
     int readOnly = 0;
     if (node && ioctl(node.Get(), BLKROGET, &readOnly) == 0 && readOnly != 0)
-        throw Failure(
-            ExitStatus::Refused, device.path + " is write-protected; take the protection off and start again");
+        throw Failure(ExitStatus::Refused,
+            Remark("%1 is write-protected; take the protection off and start again", {device.path}));
 }
 } // namespace
 
@@ -127,16 +130,17 @@ void RefuseUse(const Device& device, Access access)
         family.push_back(partition.device);
     bool explained = false;
     for (const dev_t member : family) {
-        const std::string use = UseOfAll(uses, member, access);
-        if (!use.empty()) {
+        const Remark use = UseOfAll(uses, member, access);
+        if (!use.IsEmpty()) {
             const std::string which
                 = member == device.number ? device.path : device.path + " (" + KernelName(member) + ")";
-            throw Failure(ExitStatus::Refused, which + " is in use: " + use + " and start again");
+            throw Failure(ExitStatus::Refused, Remark("%1 is in use: %2 and start again", {which, use}));
         }
-        explained = explained || !UseOfAll(uses, member, Access::Write).empty();
+        explained = explained || !UseOfAll(uses, member, Access::Write).IsEmpty();
     }
     if (!explained && IsHeld(device))
-        throw Failure(ExitStatus::Refused, device.path + " is in use by another program; release it and start again");
+        throw Failure(
+            ExitStatus::Refused, Remark("%1 is in use by another program; release it and start again", {device.path}));
 }
 
 bool IsMounted(const Device& device)

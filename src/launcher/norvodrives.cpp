@@ -18,7 +18,12 @@ int main(int argc, char* argv[])
     KLocalizedString::setApplicationDomain("norvoclonerestore");
     QApplication::setApplicationName(QStringLiteral("norvoDrives"));
     QApplication::setApplicationDisplayName(QString());
-    DriveWindow window(ListDrives());
+    DriveWindow window({[] {
+                            return ListDrives();
+                        },
+        [](const Drive& drive) {
+            return Device::FindDisk(drive.name);
+        }});
     window.show();
     return QApplication::exec();
 }

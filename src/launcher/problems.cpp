@@ -4,20 +4,11 @@
 #include "problems.h"
 
 #include "links.h"
+#include "words.h"
 
 #include <KLocalizedString>
 
 #include <QStringList>
-
-namespace {
-QString Translated(const Remark& remark)
-{
-    KLocalizedString text = ki18n(remark.text);
-    for (const std::string& name : remark.names)
-        text = text.subs(QString::fromStdString(name));
-    return text.toString();
-}
-} // namespace
 
 QString Problems::OfDrives()
 {
@@ -27,7 +18,7 @@ QString Problems::OfDrives()
     const auto judge = [&lines](const char* path, const QString& what, const Seat& seat) {
         if (BlockNumber(path) == 0)
             lines.append(i18n("%1 (%2) is not there: %3", what, QString::fromLatin1(path),
-                seat.drive == nullptr ? Translated(seat.remark) : i18n("udev has not made it")));
+                seat.drive == nullptr ? Words::Of(seat.remark) : i18n("udev has not made it")));
     };
     judge("/dev/hdb", i18n("The REV drive"), roles.rev);
     judge("/dev/hdc", i18n("The hard disk"), roles.disk);

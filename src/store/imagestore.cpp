@@ -121,8 +121,9 @@ QStringList UsageCommand()
     return {QStringLiteral("df"), QStringLiteral("-hT"), QStringLiteral("--type=udf"), QStringLiteral("--sync")};
 }
 
-QStringList FormatCommand()
+QStringList FormatCommand(const QString& device)
 {
-    return {QStringLiteral("mkudffs"), QLatin1String(revDevice)};
+    // The block size has to be the drive's logical sector size, or the kernel can't mount it: mkudffs asks the drive.
+    return {QStringLiteral("mkudffs"), device};
 }
 } // namespace ImageStore

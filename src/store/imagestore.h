@@ -70,6 +70,6 @@ QStringList ReinstallGrubCommand();
 /** Lists the mounted UDF file systems, with sizes for people to read. */
 QStringList UsageCommand();
 
-/** Makes a new, empty UDF file system. */
-QStringList FormatCommand();
+/** Makes a new, empty UDF file system on the whole medium. @param device the drive, by any name */
+QStringList FormatCommand(const QString& device = QLatin1String(revDevice));
 } // namespace ImageStore
