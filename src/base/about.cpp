@@ -66,7 +66,8 @@ constexpr Manual manuals[] = {
     {"norvoReport", "window that shows the steps of a run; opened by the commands", "[DESCRIPTOR]",
         "  DESCRIPTOR  an open socket to listen on; the next one holds its lock\n", windowStatuses,
         "  $XDG_RUNTIME_DIR  has the socket\n"},
-    {"norvoDrives", "window in which the REV drive and the hard disk are chosen", "", "", windowStatuses, choiceFile},
+    {"norvoDrives", "window in which the REV drive and the hard disk are chosen, and a REV disk is formatted", "", "",
+        windowStatuses, choiceFile},
     {"norvo-clone-restore", "start Norvo Clone-Restore as root from the desktop", "[-C | --drives]",
         "  -C        the clone version\n"
         "  --drives  the window in which the drives are chosen\n",

@@ -136,7 +136,9 @@ Ties Ties::Parse(const std::string& text, const std::string& path)
         }
         reader.Close();
     } catch (const Remark& reason) {
-        throw Failure(ExitStatus::Damaged, Remark("%1:%2: %3; mend this line, or forget the choice with: norvoDevices --clear", {path, std::to_string(number), reason}));
+        throw Failure(ExitStatus::Damaged,
+            Remark("%1:%2: %3; mend this line, or forget the choice with: norvoDevices --clear",
+                {path, std::to_string(number), reason}));
     }
     return reader.ties;
 }
