@@ -35,10 +35,10 @@ start_with_texts() {
     wait_until 60 'the program tells its texts' find_program
 }
 
-# find_program: sets which of the names on the bus answers for the windows of the program started last.
+# find_program [NAME]: sets which of the names on the bus answers for the windows of the program started last.
 find_program() {
     for program_on_bus in $(ask org.freedesktop.DBus / org.freedesktop.DBus.ListNames | grep -o ':1\.[0-9]*'); do
-        [[ $(property /org/a11y/atspi/accessible/root Accessible.Name) != norvoclonerestore ]] || return 0
+        [[ $(property /org/a11y/atspi/accessible/root Accessible.Name) != "${1:-norvoclonerestore}" ]] || return 0
     done
     return 1
 }
