@@ -82,6 +82,8 @@ constexpr const char* common[] = {
     "waitid",
     "waitpid",
     "setpgid",
+    "fork",
+    "vfork",
     "getpgrp",
     "getpgid",
     // signals to itself
