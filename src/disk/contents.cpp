@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include <blkid/blkid.h>
 #include <fcntl.h>
@@ -49,6 +51,36 @@ Probe OpenProbe(int node, const Device& device, int superblockFlags, uint64_t be
     blkid_probe_enable_partitions(probe.get(), 1);
     return probe;
 }
+
+/** What the last step of libblkid found, beside what others did. */
+void Take(const Probe& probe, Contents& contents)
+{
+    const std::vector<std::pair<const char*, std::string*>> fields
+        = {{"UUID", &contents.uuid}, {"LABEL", &contents.label}, {"PART_ENTRY_TYPE", &contents.entryType},
+            {"PART_ENTRY_UUID", &contents.entryUuid}, {"PART_ENTRY_NAME", &contents.entryName}};
+    for (const auto& [name, field] : fields) {
+        const std::string value = Value(probe, name);
+        if (!value.empty())
+            *field = value;
+    }
+    const std::string type = Value(probe, "TYPE");
+    if (type.empty())
+        return;
+    contents.isAmbivalent = contents.type != "unknown";
+    contents.type = type;
+}
+
+/** libblkid's safe way gives up at the first sector that can't be read. The kinds that want it are passed over. */
+void TakePastBadSectors(const Probe& probe, Contents& contents)
+{
+    constexpr int most = 1000; // steps, of which each kind takes one
+    blkid_reset_probe(probe.get());
+    for (int i = 0, found = 0; i < most && found != 1; ++i) {
+        found = blkid_do_probe(probe.get());
+        if (found == 0)
+            Take(probe, contents);
+    }
+}
 } // namespace
 
 Contents ProbeContents(const Device& device)
@@ -61,16 +93,15 @@ Contents ProbeContents(const Device& device)
     const Probe probe = OpenProbe(
         node.Get(), device, BLKID_SUBLKS_TYPE | BLKID_SUBLKS_UUID | BLKID_SUBLKS_LABEL | BLKID_SUBLKS_LABELRAW);
     blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
-    // Ambivalent contents are told from a single one: they give -2.
+    constexpr int several = -2; // other failures are those of reading
     const int found = blkid_do_safeprobe(probe.get());
-    contents.isAmbivalent = found == -2;
-    if (found == 0 && !Value(probe, "TYPE").empty())
-        contents.type = Value(probe, "TYPE");
-    contents.uuid = Value(probe, "UUID");
-    contents.label = Value(probe, "LABEL");
-    contents.entryType = Value(probe, "PART_ENTRY_TYPE");
-    contents.entryUuid = Value(probe, "PART_ENTRY_UUID");
-    contents.entryName = Value(probe, "PART_ENTRY_NAME");
+    if (found < 0 && found != several)
+        TakePastBadSectors(probe, contents);
+    else
+        Take(probe, contents);
+    contents.isAmbivalent = contents.isAmbivalent || found == several;
+    if (contents.isAmbivalent)
+        contents.type = "unknown";
     // By itself: on a hybrid of a CD and a disk both are there.
     blkid_probe_enable_superblocks(probe.get(), 0);
     blkid_reset_probe(probe.get());
