@@ -15,21 +15,20 @@
 #include <QApplication>
 #include <QCloseEvent>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
-/** What the program shows while the main window is disabled: the open dialog, and the box over it, if there is one. */
-QWidgetList OpenWindows()
+/** The window of the program that the operator can work in while the main window is disabled; null where none is. */
+QWidget* OpenWindow()
 {
-    const QWidgetList windows = QApplication::topLevelWidgets();
-    QWidgetList open;
-    for (QWidget* window : windows) {
-        if (window->isVisible() && window->isEnabled() && window->windowType() == Qt::Window)
-            open.append(window);
-    }
     if (QWidget* const box = QApplication::activeModalWidget())
-        open.append(box);
-    return open;
+        return box;
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    const auto open = std::find_if(windows.begin(), windows.end(), [](const QWidget* window) {
+        return window->isVisible() && window->isEnabled() && window->windowType() == Qt::Window;
+    });
+    return open == windows.end() ? nullptr : *open;
 }
 
 /** A window manager would think activateWindow() a theft where no key was pressed in the window before. */
@@ -146,11 +145,10 @@ void NorvoCloneRestore::closeEvent(QCloseEvent* e)
 bool NorvoCloneRestore::event(QEvent* e)
 {
     if (!isEnabled() && (e->type() == QEvent::WindowActivate || e->type() == QEvent::MouseButtonPress)) {
-        const QWidgetList open = OpenWindows();
-        for (QWidget* window : open)
-            window->raise();
-        if (!open.isEmpty())
-            Activate(open.last());
+        if (QWidget* const open = OpenWindow()) {
+            open->raise();
+            Activate(open);
+        }
     }
     return mainDlg::event(e);
 }
