@@ -70,8 +70,8 @@ void Take(const Probe& probe, Contents& contents)
     contents.type = type;
 }
 
-/** libblkid's safe way gives up at the first sector that can't be read. The kinds that want it are passed over. */
-void TakePastBadSectors(const Probe& probe, Contents& contents)
+/** One kind after the other. Those that want a sector which can't be read are passed over. */
+void TakeEachKind(const Probe& probe, Contents& contents)
 {
     constexpr int most = 1000; // steps, of which each kind takes one
     blkid_reset_probe(probe.get());
@@ -80,6 +80,25 @@ void TakePastBadSectors(const Probe& probe, Contents& contents)
         if (found == 0)
             Take(probe, contents);
     }
+}
+
+/** libblkid's safe way gives up at the first sector that can't be read; later versions find nothing in much. */
+void TakeContents(const Probe& probe, Contents& contents)
+{
+    constexpr int nothing = 1;
+    constexpr int several = -2; // other failures are those of reading
+    const int found = blkid_do_safeprobe(probe.get());
+    if (found == 0 || found == several) {
+        Take(probe, contents);
+        contents.isAmbivalent = contents.isAmbivalent || found == several;
+    } else {
+        Contents kinds = contents;
+        TakeEachKind(probe, kinds);
+        if (found != nothing || kinds.isAmbivalent)
+            contents = kinds;
+    }
+    if (contents.isAmbivalent)
+        contents.type = "unknown";
 }
 } // namespace
 
@@ -93,15 +112,7 @@ Contents ProbeContents(const Device& device)
     const Probe probe = OpenProbe(
         node.Get(), device, BLKID_SUBLKS_TYPE | BLKID_SUBLKS_UUID | BLKID_SUBLKS_LABEL | BLKID_SUBLKS_LABELRAW);
     blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
-    constexpr int several = -2; // other failures are those of reading
-    const int found = blkid_do_safeprobe(probe.get());
-    if (found < 0 && found != several)
-        TakePastBadSectors(probe, contents);
-    else
-        Take(probe, contents);
-    contents.isAmbivalent = contents.isAmbivalent || found == several;
-    if (contents.isAmbivalent)
-        contents.type = "unknown";
+    TakeContents(probe, contents);
     // By itself: on a hybrid of a CD and a disk both are there.
     blkid_probe_enable_superblocks(probe.get(), 0);
     blkid_reset_probe(probe.get());
