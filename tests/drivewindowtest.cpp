@@ -214,30 +214,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("meanwhile"); // put into the drive while the question is there
         QTest::addColumn<QString>("answer");    // what the last box says; a file can't be mounted
         QTest::addColumn<QString>("type");      // of what is on the disk then, as blkid tells it
-        QTest::newRow("never formatted") << "64M"
-                                         << ""
-                                         << "is formatted, but this system cannot mount it"
-                                         << "udf";
-        QTest::newRow("partitions") << "64M dos"
-                                    << ""
-                                    << "is formatted, but"
-                                    << "udf";
-        QTest::newRow("remains that mkudffs leaves") << "64M VMFS"
-                                                     << ""
-                                                     << "is formatted, but"
-                                                     << "udf";
-        QTest::newRow("exchanged") << "64M"
-                                   << "64M ext4 B"
-                                   << "there is another disk in it"
-                                   << "ext4";
-        QTest::newRow("far too small") << "16K"
-                                       << ""
-                                       << "and what was on it is lost. Try another disk. mkudffs: Error: Not enough"
-                                       << "";
-        QTest::newRow("too small") << "64K"
-                                   << ""
-                                   << "no UDF file system is found on the disk after"
-                                   << "";
+        const auto row = [](const char* name, const QString& disk, const QString& meanwhile, const QString& answer,
+                             const QString& type) {
+            QTest::newRow(name) << disk << meanwhile << answer << type;
+        };
+        row("never formatted", "64M", "", "is formatted, but this system cannot mount it", "udf");
+        row("partitions", "64M dos", "", "is formatted, but", "udf");
+        row("remains that mkudffs leaves", "64M VMFS", "", "is formatted, but", "udf");
+        row("exchanged", "64M", "64M ext4 B", "there is another disk in it", "ext4");
+        row("far too small", "16K", "", "and what was on it is lost. Try another disk. mkudffs: Error: Not enough", "");
+        row("too small", "64K", "", "no UDF file system is found on the disk after", "");
     }
 
     void formats()

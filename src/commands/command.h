@@ -11,8 +11,7 @@
 
 /**
  * The frame of every command: its answers to --help and --version, its environment, the request to end, and its exit
- * status. Standard input is never read:
- * the program's is a pipe that is never written to.
+ * status. Standard input is never read: the program's is a pipe that is never written to.
  *
  * @param work gives the exit status; a Failure that it throws becomes one line on standard error and its own status
  */

@@ -54,6 +54,7 @@ QString FaultOfMember(const QString& path, bool isBootSector)
         return IsNoFile(path);
     return isBootSector && status->st_size > bootSectorBytes ? IsTooLong(path) : QString();
 }
+
 /** False, with the lines as they were, where there are too many, or one is too long. */
 bool ReadPartitionLines(QFile& file, QStringList& lines)
 {
