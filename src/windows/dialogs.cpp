@@ -10,8 +10,25 @@
 
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QWindow>
+
+#include <algorithm>
 
 namespace {
+/** The window that is seen while a box of this dialog is open: its own, or one of those that it has hidden behind. */
+QWidget* SeenWindow(QWidget* dialog)
+{
+    const auto inside = dialog->findChildren<QWidget*>();
+    const auto opened = std::find_if(inside.begin(), inside.end(), [](const QWidget* widget) {
+        return widget->isVisible() && widget->windowType() == Qt::Window;
+    });
+    if (opened != inside.end())
+        return *opened;
+    while (!dialog->isVisible() && dialog->parentWidget() != nullptr)
+        dialog = dialog->parentWidget();
+    return dialog;
+}
+
 void ShowBox(QMessageBox::Icon icon, QWidget* dialog, const QString& caption, const QString& text)
 {
     QMessageBox box(icon, caption, text, QMessageBox::Ok, dialog);
@@ -23,6 +40,9 @@ void ShowBox(QMessageBox& box)
 {
     const Busy busy;
     box.setTextFormat(Qt::PlainText);
+    // A window manager keeps the two together, whichever window is clicked. With a hidden one it can't.
+    if (box.winId() != 0)
+        box.windowHandle()->setTransientParent(SeenWindow(box.parentWidget())->windowHandle());
     box.exec();
 }
 
