@@ -26,5 +26,8 @@ private:
     std::string medium;
 };
 
+/** What helps against that, in a command's words. */
+inline constexpr char tieAnother[] = "tie another one with norvoDevices";
+
 /** A Failure with `Refused` for the disk that the running system is on. */
 void RefuseSystemDisk(const Device& disk);

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "roles.h"
+#include "systemuse.h"
 
 #include <KLocalizedString>
 
@@ -18,8 +19,12 @@ QString Words::Plain(const std::string& text)
 
 QString Words::Of(const Remark& remark)
 {
+    if (remark.text == byPlaceOption)
+        return i18n("the box below the lists");
+    if (remark.text == tieAnother)
+        return i18n("choose another one");
     if (!remark.isTranslated)
-        return remark.text == byPlaceOption ? i18n("the box below the lists") : Plain(remark.text);
+        return Plain(remark.text);
     KLocalizedString text = ki18n(remark.text.c_str());
     for (const Remark& name : remark.names)
         text = text.subs(Of(name));
