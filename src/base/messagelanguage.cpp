@@ -7,7 +7,7 @@
 #include <string>
 
 namespace {
-constexpr char variable[] = "LANGUAGE"; // of gettext, above LC_ALL and LANG for messages alone
+constexpr char variable[] = "LANGUAGE";        // of gettext, above LC_ALL and LANG for messages alone
 constexpr char operators[] = "NORVO_LANGUAGE"; // what that was before; empty where it wasn't set
 } // namespace
 

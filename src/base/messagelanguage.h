@@ -8,7 +8,7 @@
  * the operator's.
  */
 namespace MessageLanguage {
-/** From now on they speak English, whatever the operator's language: what they say is read. Formats stay as they are. */
+/** From now on they speak English, whatever the operator's language, since what they say is read; formats stay. */
 void SetEnglish();
 
 /** Undoes what the program that started this one has done; before the first text is looked up. */

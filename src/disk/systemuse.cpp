@@ -111,7 +111,6 @@ void RefuseSystemDisk(const Device& disk)
     const Remark use = disk.number == 0 ? Remark() : SystemUse().SystemOn(WholeDisk(disk.number));
     if (!use.IsEmpty()) {
         throw Failure(ExitStatus::Refused,
-            Remark("%1 is the disk that the running system is on (%2); %3",
-                {disk.path, use, std::string(tieAnother)}));
+            Remark("%1 is the disk that the running system is on (%2); %3", {disk.path, use, std::string(tieAnother)}));
     }
 }
