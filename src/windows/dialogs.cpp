@@ -8,6 +8,7 @@
 
 #include <KLed>
 
+#include <QEvent>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QWindow>
@@ -29,6 +30,19 @@ QWidget* SeenWindow(QWidget* dialog)
     return dialog;
 }
 
+/** A window manager keeps a box with the window it is said to belong to, which has to be one that can be seen. */
+class KeptWithSeenWindow : public QObject
+{
+public:
+    bool eventFilter(QObject* object, QEvent* event) override
+    {
+        auto* const box = static_cast<QWidget*>(object);
+        if (event->type() == QEvent::Show)
+            box->windowHandle()->setTransientParent(SeenWindow(box->parentWidget())->windowHandle());
+        return false;
+    }
+};
+
 void ShowBox(QMessageBox::Icon icon, QWidget* dialog, const QString& caption, const QString& text)
 {
     QMessageBox box(icon, caption, text, QMessageBox::Ok, dialog);
@@ -40,9 +54,8 @@ void ShowBox(QMessageBox& box)
 {
     const Busy busy;
     box.setTextFormat(Qt::PlainText);
-    // A window manager keeps the two together, whichever window is clicked. With a hidden one it can't.
-    if (box.winId() != 0)
-        box.windowHandle()->setTransientParent(SeenWindow(box.parentWidget())->windowHandle());
+    KeptWithSeenWindow filter;
+    box.installEventFilter(&filter);
     box.exec();
 }
 
