@@ -62,6 +62,16 @@ bool IsDynamic(const Contents& contents)
     return contents.entryType == "0x42" || contents.entryType == "af9b60a0-1431-4f62-bc68-3311714a69ad";
 }
 
+SavingPlan PlanFor(const Device& partition, const Contents& contents)
+{
+    SavingPlan plan = PlanSaving(partition, IsDynamic(contents) ? "unknown" : contents.type);
+    if (!plan.variant.empty() && HoldsPartitions(partition)) {
+        plan.variant.clear();
+        plan.state = "it holds partitions of its own, all blocks";
+    }
+    return plan;
+}
+
 void WriteContents(const Device& partition, const Contents& contents, StoreFile& file, ImageRecord& record)
 {
     record.content = contents.type;
@@ -69,7 +79,7 @@ void WriteContents(const Device& partition, const Contents& contents, StoreFile&
         record.content = "extended";
         WriteExtendedNote(file);
     } else {
-        WriteImage(partition, PlanSaving(partition, IsDynamic(contents) ? "unknown" : contents.type), file, record);
+        WriteImage(partition, PlanFor(partition, contents), file, record);
     }
 }
 

@@ -151,6 +151,11 @@ std::vector<FoundPartition> ProbePartitions(const Device& disk, size_t most)
     return partitions;
 }
 
+bool HoldsPartitions(const Device& device)
+{
+    return !ProbePartitions(device, 1).empty() || !KernelPartitions(device.number).empty();
+}
+
 void WipeSignatures(const Device& device)
 {
     ClearSignatures(device, [](uint64_t) {

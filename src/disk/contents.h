@@ -35,6 +35,12 @@ struct FoundPartition
 /** Of a disk's table, at most `most`; extended ones are left out. */
 std::vector<FoundPartition> ProbePartitions(const Device& disk, size_t most);
 
+/**
+ * Whether there are partitions within it, by a table of any kind or for the kernel: the slices of a Sun or a BSD, whose
+ * first one may begin where the whole does, so that its file system is found there as if it were all.
+ */
+bool HoldsPartitions(const Device& device);
+
 /** Clears every signature on the device: nothing takes it for a file system any more. */
 void WipeSignatures(const Device& device);
 

@@ -88,7 +88,7 @@ void DescribeWithoutTable(const Device& disk, const Contents& contents, TableFil
     const unsigned type = contents.type == "swap" ? 0x82 : 0;
     file.native.clear();
     file.lines = {{0, 0, disk.bytes / disk.sectorBytes, type, false}};
-    if (contents.type == "unknown")
+    if (contents.type == "unknown" || HoldsPartitions(disk))
         file.warnings.push_back("no partition table that can be saved; the disk is saved as a whole");
 }
 
