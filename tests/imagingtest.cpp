@@ -165,6 +165,8 @@ private Q_SLOTS:
                 head->replace(16, 14, 14, ' ').replace(106, 4, 4, ' '); // who wrote it, and the CRC with that
             QVERIFY(ours == theirs);
         }
+        std::string large = written(512); // one block more than anyone has, for which memory would be taken
+        QVERIFY(!ImageHeader::Parse(large.replace(60, 8, std::string("\1\0\0\0\2\0\0\0", 8))));
         std::string endless = written(512); // of as many blocks of a byte as 64 bits can count
         endless.replace(60, 25, std::string(24, '\xff') + '\1').replace(85, 3, 3, '\0');
         QVERIFY(!ImageHeader::Parse(endless));

@@ -93,7 +93,6 @@ private Q_SLOTS:
         row((plain + "printf x >x" + packed).c_str(), "hdc1 damaged");
         row((change + "52" + packed).c_str(), "hdc1 damaged");  // bytes of the partition that it was made from
         row((change + "84" + packed).c_str(), "hdc1 damaged");  // of a block
-        row((change + "62" + packed).c_str(), "hdc1 damaged");  // blocks
         row((change + "600" + packed).c_str(), "hdc1 damaged"); // marks of used ones
         QTest::newRow("foreign") << foreign << "partition table no record|hdc1 no record|hdc3 no record|hdc5 no record"
                                  << false;
