@@ -54,13 +54,14 @@ private Q_SLOTS:
         row("plan 0 clone|clonePT hdc done 0|clone hdc1 failed 1 /a b: full|clone hdc3 failed 2 full|over",
             "NOT complete: hdc1, hdc3 are missing: full|hdc1 failed|hdc2 needs no image|hdc3 failed");
         row("plan 0 clone|clonePT hdc done 0|clone hdc3 done 1|over",
-            "NOT complete: hdc1 is missing: its command was not heard of; is it installed?|hdc1 failed|hdc2 needs no "
+            "NOT complete: hdc1 is missing: its command was not heard of; is it installed, and the REV disk "
+            "there?|hdc1 failed|hdc2 needs no "
             "image");
         row("plan 0 clone|clonePT hdc failed 0 unreadable|clone hdc1 done 1|clone hdc3 done 2|over",
             "NOT complete: the partition table is missing: unreadable|hdc failed|hdc2 needs no image");
         row("plan 0 clone|over",
-            "NOT complete: the partition table is missing: its command was not heard of; is it "
-            "installed?|hdc failed");
+            "NOT complete: the partition table is missing: its command was not heard of; is it installed, and the REV "
+            "disk there?|hdc failed");
         // It is gone before.
         row("plan 0 clone|gone", "Not finished: the program ended before the partition table was begun|hdc not begun");
         row("plan 0 clone|clonePT hdc done 0|clone hdc1 begun 1|gone", // its command goes on
@@ -84,7 +85,8 @@ private Q_SLOTS:
         row("plan 0 restore|restorePT hdc done 0|over",
             "Restored as chosen: no partition was to be written|hdc1 left out|hdc2 needs no image|hdc3 left out");
         row("plan 0 restore hdc1,hdc3  boot|restorePT hdc done 0|restore hdc1 done 1|restore hdc3 done 1|over",
-            "NOT restored: the boot loader: its command was not heard of; is it installed?|hdc2 needs no image|hdc "
+            "NOT restored: the boot loader: its command was not heard of; is it installed, and the REV disk "
+            "there?|hdc2 needs no image|hdc "
             "failed");
         row("plan 0 restore hdc1,hdc3  boot|restorePT hdc done 0|restore hdc1 failed 1 damaged|restore hdc3 done 1|"
             "grub hdc done 2|over",
@@ -101,13 +103,16 @@ private Q_SLOTS:
         row("restorePT hdc done 1|plan 0 restore hdc1|restore hdc1 done 2|over",
             "Restored: 1 of 1 partition written|hdc2 needs no image|hdc3 left out");
         row("restore hdc1 done 1|restorePT hdc done 1|plan 2 restore hdc1|over",
-            "NOT restored: the partition table, hdc1: its command was not heard of; is it installed?|hdc failed|hdc1 "
+            "NOT restored: the partition table, hdc1: its command was not heard of; is it installed, and the REV disk "
+            "there?|hdc failed|hdc1 "
             "failed|hdc2 needs no image|hdc3 left out");
         row("plan 0 restore hdc1|restorePT hdc done 0|restore hdc1 done 1|over|plan 2 restore hdc1|over",
-            "NOT restored: the partition table, hdc1: its command was not heard of; is it installed?|hdc failed|hdc1 "
+            "NOT restored: the partition table, hdc1: its command was not heard of; is it installed, and the REV disk "
+            "there?|hdc failed|hdc1 "
             "failed|hdc2 needs no image|hdc3 left out");
         row("plan 0 restore hdc1|restorePT hdc done 0|clonePT hdc begun 1|restore hdc1 done 1 elsewhere|over",
-            "NOT restored: hdc1: its command was not heard of; is it installed?|hdc1 failed|hdc2 needs no image|hdc3 "
+            "NOT restored: hdc1: its command was not heard of; is it installed, and the REV disk there?|hdc1 "
+            "failed|hdc2 needs no image|hdc3 "
             "left "
             "out");
         // By hand.

@@ -89,7 +89,7 @@ QString Reason(const Step& step)
 {
     if (!step.reason.empty())
         return Text(step.reason);
-    return i18n("its command was not heard of; is it installed?");
+    return i18n("its command was not heard of; is it installed, and the REV disk there?");
 }
 
 /** The reason without the path at its beginning, which the text below the headline has. */
