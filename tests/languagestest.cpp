@@ -122,7 +122,7 @@ private Q_SLOTS:
                 QCoreApplication::processEvents();
                 return Texts(window);
             },
-            "&?Cancel|&?OK"); // the toolkit's
+            "&?OK"); // the toolkit's
     }
 
     void report_data()

@@ -105,6 +105,8 @@ void DriveWindow::AddButtons(QVBoxLayout* layout)
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     ok = buttons->button(QDialogButtonBox::Ok);
     ok->setDefault(true);
+    // The toolkit's translations may not be installed.
+    buttons->button(QDialogButtonBox::Cancel)->setText(i18n("Cancel"));
     connect(buttons, &QDialogButtonBox::accepted, this, &DriveWindow::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &DriveWindow::reject);
     row->addWidget(again);

@@ -48,7 +48,7 @@ bool MayStart()
         box.setTextFormat(Qt::PlainText);
         const QAbstractButton* const choose = box.addButton(i18n("C&hoose drives"), QMessageBox::AcceptRole);
         const QAbstractButton* const start = box.addButton(i18n("&Start anyway"), QMessageBox::AcceptRole);
-        box.addButton(QMessageBox::Cancel);
+        box.addButton(QMessageBox::Cancel)->setText(i18n("Cancel"));
         box.exec();
         if (box.clickedButton() != choose)
             return box.clickedButton() == start;
