@@ -79,7 +79,7 @@ QByteArray Said(const QString& program, const QStringList& arguments)
 QString SaveSessionLog()
 {
     const MountedRev rev;
-    const QString name = QDateTime::currentDateTime().toString(QStringLiteral("'norvo-log-'yyyyMMdd-HHmmss'.txt'"));
+    QString name = QDateTime::currentDateTime().toString(QStringLiteral("'norvo-log-'yyyyMMdd-HHmmss'.txt'"));
     QSaveFile file(rev.Place() + QLatin1Char('/') + name);
     if (Medium::Exists(QFile::encodeName(file.fileName()).toStdString())) // a link would be followed
         throw Failure(ExitStatus::Failed, name.toStdString() + " is there already; try again");
