@@ -3,6 +3,7 @@
 
 #include "confinement.h"
 
+#include "capabilities.h"
 #include "syscallfilter.h"
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <linux/capability.h>
 #include <linux/mount.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -78,16 +78,6 @@ void ShutOffSystem(const Confinement& confinement)
     if (wantsDevice)
         SetMount(*alias != '\0' ? "/mnt" : device, 0, 0, MOUNT_ATTR_NODEV);
 }
-
-/** The bounding set too: a program that is started gains nothing then. */
-void DropCapabilities()
-{
-    for (int number = 0; prctl(PR_CAPBSET_READ, number) >= 0; ++number)
-        Need(prctl(PR_CAPBSET_DROP, number) == 0, "capabilities");
-    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-    const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
-    Need(syscall(SYS_capset, &header, none) == 0, "capabilities");
-}
 } // namespace
 
 Confinement ConfinedCompressor()
@@ -109,7 +99,7 @@ void Confinement::operator()() const
     Need(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "no_new_privs");
     if (geteuid() == 0) {
         ShutOffSystem(*this);
-        DropCapabilities();
+        Need(KeepCapabilities({}), "capabilities");
     }
     const rlimit limit = {memory, memory};
     Need(!limitsMemory || setrlimit(RLIMIT_AS, &limit) == 0, "memory");

@@ -3,20 +3,17 @@
 
 #include "syscallfilter.h"
 
-#include <cerrno>
-#include <vector>
+#include "seccompfilter.h"
 
 #include <fcntl.h>
 #include <linux/blkzoned.h>
 #include <linux/fs.h>
-#include <sched.h>
-#include <seccomp.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
-// What both kinds of work need. Names that an architecture lacks are passed over.
+// What both kinds of work need.
 constexpr const char* common[] = {
     // bytes in and out of what is open
     "read",
@@ -155,66 +152,17 @@ constexpr const char* ofPrograms[] = {
 // Questions to a device and a terminal.
 constexpr unsigned long questions[] = {BLKGETSIZE, BLKGETSIZE64, BLKSSZGET, BLKPBSZGET, BLKBSZGET, BLKROGET, BLKIOMIN,
     BLKIOOPT, BLKALIGNOFF, BLKDISCARDZEROES, BLKGETZONESZ, BLKGETNRZONES, TCGETS, TIOCGWINSZ, FIONREAD};
-
-class Filter
-{
-public:
-    Filter()
-        : context(seccomp_init(SCMP_ACT_ERRNO(EPERM)))
-    {
-    }
-    ~Filter()
-    {
-        seccomp_release(context);
-    }
-    Filter(const Filter&) = delete;
-    Filter& operator=(const Filter&) = delete;
-
-    void Allow(const char* name)
-    {
-        const int number = seccomp_syscall_resolve_name(name);
-        if (number != __NR_SCMP_ERROR)
-            Add(SCMP_ACT_ALLOW, number, {});
-    }
-
-    template <size_t count> void Allow(const char* const (&names)[count])
-    {
-        for (const char* name : names)
-            Allow(name);
-    }
-
-    void Add(uint32_t action, int number, const std::vector<scmp_arg_cmp>& arguments)
-    {
-        // One that this architecture hasn't got can't be called either.
-        const int result = seccomp_rule_add_array(
-            context, action, number, static_cast<unsigned>(arguments.size()), arguments.data());
-        isWhole = isWhole && (result == 0 || result == -EDOM);
-    }
-
-    bool Load()
-    {
-        const int result = context != nullptr && isWhole ? seccomp_load(context) : -ENOSYS;
-        errno = -result;
-        return result == 0;
-    }
-
-private:
-    scmp_filter_ctx context;
-    bool isWhole = true;
-};
 } // namespace
 
 bool FilterSystemCalls(Confinement::Work work)
 {
-    constexpr uint64_t spaces
-        = CLONE_NEWNS | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWCGROUP;
-    Filter filter;
-    filter.Allow(common);
+    SeccompFilter filter(SCMP_ACT_ERRNO(EPERM));
+    filter.Add(SCMP_ACT_ALLOW, common);
     if (work == Confinement::Work::Program)
-        filter.Allow(ofPrograms);
+        filter.Add(SCMP_ACT_ALLOW, ofPrograms);
     for (const unsigned long question : questions)
         filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(ioctl), {SCMP_A1(SCMP_CMP_EQ, question)});
-    filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(clone), {SCMP_A0(SCMP_CMP_MASKED_EQ, spaces, 0)});
+    filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(clone), {SCMP_A0(SCMP_CMP_MASKED_EQ, SeccompFilter::spaces, 0)});
     filter.Add(SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), {}); // its flags can't be seen; clone is taken then
     const auto own = static_cast<scmp_datum_t>(getpid());
     for (const int signalling : {SCMP_SYS(kill), SCMP_SYS(tgkill)}) // between its own threads

@@ -3,10 +3,12 @@
 
 #include "enclosure.h"
 
+#include "capabilities.h"
+#include "enclosedcalls.h"
 #include "failure.h"
 #include "mountspace.h"
+#include "oversight.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -29,9 +31,12 @@ namespace fs = std::filesystem;
 
 constexpr unsigned long plain = MS_NOSUID | MS_NODEV | MS_NOEXEC;
 
-// GRUB's installer writes into folders of any owner, and sets times and modes there. Flushing a disk's cache
-// (BLKFLSBUF) would need more than these; it goes on without.
-constexpr unsigned kept[] = {CAP_DAC_OVERRIDE, CAP_FOWNER, CAP_CHOWN};
+constexpr int beyondLimits = 124; // how the process ends that oversees the program, when that had to be ended
+#if defined(__SANITIZE_ADDRESS__)
+constexpr rlim_t memory = RLIM_INFINITY; // the sanitizer reserves terabytes
+#else
+constexpr rlim_t memory = 2ULL << 30; // of each process
+#endif
 
 // Of the machine, what its GRUB needs: programs, libraries, and how it calls the system that it installs.
 constexpr const char* shown[] = {"usr", "bin", "sbin", "lib", "lib32", "lib64", "libx32", "etc/alternatives",
@@ -131,7 +136,8 @@ void MakeDevices(const std::string& folder, std::vector<std::string> nodes)
         if (link != place)
             fs::create_symlink(real.filename(), link);
     }
-    MakeReadOnly(folder, 0);
+    // The nodes too: they can be written to, but not have their owner or mode changed, which are the machine's.
+    MakeReadOnly(folder, AT_RECURSIVE);
 }
 
 /** The root becomes that of this process, and nothing leads back to the one before. */
@@ -144,35 +150,43 @@ void ChangeRoot(const std::string& root)
 
 void DropRights()
 {
-    const auto isKept = [](unsigned capability) {
-        return std::find(std::begin(kept), std::end(kept), capability) != std::end(kept);
-    };
-    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
-    for (unsigned capability = 0; prctl(PR_CAPBSET_READ, capability, 0, 0, 0) >= 0; ++capability) {
-        if (!isKept(capability) && prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0)
-            Fail("capabilities");
-    }
-    for (const unsigned capability : kept) {
-        data[CAP_TO_INDEX(capability)].permitted |= CAP_TO_MASK(capability);
-        data[CAP_TO_INDEX(capability)].effective |= CAP_TO_MASK(capability);
-    }
     // One byte is what keeps the kernel from handing a crashed program's memory to the machine's collector.
     const rlimit noCore = {1, 1};
-    if (prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0) != 0 || syscall(SYS_capset, &header, data) != 0
-        || setrlimit(RLIMIT_CORE, &noCore) != 0 || prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
-        Fail("capabilities");
+    const rlimit space = {memory, memory};
+    // GRUB's installer writes into folders of any owner, and sets times and modes there. Flushing a disk's cache
+    // (BLKFLSBUF) would need more than these; it goes on without.
+    if (!KeepCapabilities({CAP_DAC_OVERRIDE, CAP_FOWNER, CAP_CHOWN}) || setrlimit(RLIMIT_CORE, &noCore) != 0
+        || setrlimit(RLIMIT_AS, &space) != 0 || prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
+        Fail("rights");
+}
+
+/** Where memory runs out it is this that the kernel ends, and nothing of the machine. */
+void OfferToKernel()
+{
+    const Descriptor file = Descriptor::Open("/proc/self/oom_score_adj", O_WRONLY);
+    if (!file || !WriteAll(file.Get(), "1000", 4))
+        Fail("/proc/self/oom_score_adj");
+}
+
+/** What was opened outside leads there: by the machine's own null, its mode could be changed. */
+void ReopenInput()
+{
+    const Descriptor null = Descriptor::Open("/dev/null", O_RDWR);
+    if (dup2(null.Get(), STDIN_FILENO) < 0 || dup2(null.Get(), STDOUT_FILENO) < 0)
+        Fail("/dev/null");
 }
 
 /** In the first process of the new name spaces, which becomes the program. */
 void Settle(const Enclosure& enclosure, int parent)
 {
+    OfferToKernel();
     const std::string root = enclosure.root.empty() ? MakeRoot(enclosure.writing) : enclosure.root;
     MakeDevices(FolderIn(root, "dev"), enclosure.nodes);
     MountOn(FolderIn(root, "proc"), "proc", plain | MS_RDONLY);
     MountOn(FolderIn(root, "sys"), "sysfs", plain | MS_RDONLY);
-    MountOn(FolderIn(root, "tmp"), "tmpfs", plain, "mode=1777");
+    MountOn(FolderIn(root, "tmp"), "tmpfs", plain, "mode=1777,size=64m");
     ChangeRoot(root);
+    ReopenInput();
     clearenv();
     setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
     setenv("LC_ALL", "C", 1);
@@ -183,13 +197,16 @@ void Settle(const Enclosure& enclosure, int parent)
     if (poll(&life, 1, 0) != 0)
         _exit(1);
     close_range(STDERR_FILENO + 1, ~0U, 0);
+    if (!RefuseCalls())
+        Fail("system calls");
 }
 
-/** Goes on in the first process of new name spaces; this one waits for its end, and ends as it did. */
-void Enter(const Enclosure& enclosure)
+/** Goes on in the first process of new name spaces; this one oversees it, and ends as it did. */
+void Enter(const Enclosure& enclosure, const std::string& name)
 {
     // Nothing is written into it: the first process sees by its end that this one is gone.
     auto [life, mine] = Descriptor::Pipe();
+    auto [voice, mouth] = Descriptor::Pipe();
     if (unshare(CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWUTS) != 0)
         Fail("name spaces");
     const pid_t first = fork();
@@ -197,11 +214,17 @@ void Enter(const Enclosure& enclosure)
         Fail("name spaces");
     if (first == 0) {
         mine.Close();
+        dup2(mouth.Get(), STDERR_FILENO);
         Settle(enclosure, life.Get());
         return;
     }
+    mouth.Close();
     int status = 0;
-    while (waitpid(first, &status, 0) < 0 && errno == EINTR) { }
+    const std::string beyond = Oversee(first, voice, Limits::Given(), status);
+    if (!beyond.empty()) {
+        dprintf(STDERR_FILENO, "\n%s %s; it was ended, with all that it had started\n", name.c_str(), beyond.c_str());
+        _exit(beyondLimits);
+    }
     if (WIFSIGNALED(status)) {
         std::signal(WTERMSIG(status), SIG_DFL);
         kill(getpid(), WTERMSIG(status));
@@ -213,13 +236,16 @@ void Enter(const Enclosure& enclosure)
 StageEnd RunEnclosed(const Enclosure& enclosure, const std::vector<std::string>& command)
 {
     Pipeline pipeline;
-    pipeline.Start(command, {}, {}, [&enclosure] {
+    pipeline.Start(command, {}, {}, [&enclosure, &command] {
         try {
-            Enter(enclosure);
+            Enter(enclosure, command.front());
         } catch (const std::exception& error) {
             dprintf(STDERR_FILENO, "%s\n", error.what());
             _exit(1);
         }
     });
-    return pipeline.Finish().front();
+    StageEnd end = pipeline.Finish().front();
+    if (WIFEXITED(end.status) && WEXITSTATUS(end.status) == beyondLimits)
+        throw Failure(ExitStatus::Failed, end.LastWords());
+    return end;
 }

@@ -21,8 +21,8 @@ struct Enclosure
 };
 
 /**
- * Runs it to its end; its environment has a search path and English messages, nothing else. EnterMountSpace() was
- * called before.
+ * Runs it to its end; its environment has a search path and English messages, nothing else. Beyond the Limits it is
+ * ended, with all that it started, and that is a Failure with `Failed`. EnterMountSpace() was called before.
  *
  * @param command its path, or its name where it is the machine's, then its arguments
  */
