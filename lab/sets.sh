@@ -122,3 +122,51 @@ release_disks() {
     losetup -D
     [[ ! -c /dev/mapper/control ]] || dmsetup remove_all
 }
+
+# Small disks in the place of the hard disk, on a loop device, whose sectors can be made unreadable. "$target" is the first
+# partition, and "$errors" what the commands say.
+# shellcheck disable=SC2034 # for the scenarios
+target=${disk}1 small_disk=/run/disk errors=/run/errors
+
+# new_disk SIZE: a blank small one, with loop1 before it.
+new_disk() {
+    release_disks
+    rm -f "$small_disk"
+    truncate -s "$1" "$small_disk"
+    losetup -P /dev/loop1 "$small_disk"
+    use_as_disk loop1
+}
+
+# make_partitions: as for make_disk, on a new disk.
+make_partitions() { # SIZE
+    new_disk "$1"
+    sfdisk -q --no-reread "$disk"
+    partx -u "$disk"
+    use_as_disk loop1
+}
+
+# break_sectors NUMBER COUNT...: these sectors of the disk, in order, can't be read, until mend_sectors.
+break_sectors() {
+    local end=0 last table=""
+    last=$(blockdev --getsz /dev/loop1)
+    while [[ $# -gt 0 ]]; do
+        table+="$end $(($1 - end)) linear /dev/loop1 $end"$'\n'"$1 $2 error"$'\n'
+        end=$(($1 + $2))
+        shift 2
+    done
+    ((end == last)) || table+="$end $((last - end)) linear /dev/loop1 $end"
+    dmsetup create bad <<<"$table"
+    losetup -P --direct-io=on /dev/loop0 /dev/mapper/bad
+    use_as_disk loop0
+}
+
+mend_sectors() {
+    losetup -d /dev/loop0
+    dmsetup remove bad
+    use_as_disk loop1
+}
+
+# says PATTERN: on standard error, the command before.
+says() {
+    grep -q "$1" "$errors"
+}
