@@ -151,10 +151,11 @@ private Q_SLOTS:
                                  << "did not end within 9 seconds";
         QTest::newRow("floods") << "printf -v t %9999s; while :; do echo \"$t\" >&2; done"
                                 << "said more than 1024 KiB";
-        // What else it may not: the machine's nodes have an owner and a mode, and memory an end.
-        QTest::newRow("changes a node") << "! chmod 600 /dev/null /dev/zero 2>&1"
+        // What else it may not: memory has an end, and the machine's nodes a mode, which is set to what it is: a row
+        // that fails does no harm.
+        QTest::newRow("changes a node") << "! chmod 666 /dev/null /dev/zero 2>&1"
                                         << "";
-        QTest::newRow("changes what is open") << "! chmod 600 /proc/self/fd/0 2>&1"
+        QTest::newRow("changes what is open") << "! chmod 666 /proc/self/fd/0 2>&1"
                                               << "";
         QTest::newRow("takes memory") << "[[ $(ulimit -v) == 2097152 ]]"
                                       << "";

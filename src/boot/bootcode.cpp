@@ -244,6 +244,7 @@ bool ReinstallSavedGrub(const Device& disk, const TableFile& saved)
         range = inPartition ? core.erase(range) : range + 1;
     }
     std::vector<RawArea> pieces;
+    pieces.reserve(core.size() + 1);
     uint64_t sectors = 0;
     for (const Range& range : core)
         sectors += range.count;

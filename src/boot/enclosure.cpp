@@ -98,7 +98,7 @@ void Show(const std::string& root, const std::string& name)
 /** A root in memory with the machine's programs, and the restored system in its place. */
 std::string MakeRoot(const std::vector<std::string>& writing)
 {
-    const std::string root = Mounts::MakeFolder("machine");
+    std::string root = Mounts::MakeFolder("machine");
     MountOn(root, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755");
     for (const char* name : shown)
         Show(root, name);
@@ -115,7 +115,7 @@ std::string MakeRoot(const std::vector<std::string>& writing)
 /** The folder of that name in the root, wherever a link leads to within it. */
 std::string FolderIn(const std::string& root, const std::string& name)
 {
-    const std::string folder = Inside(root, name);
+    std::string folder = Inside(root, name);
     if (folder.empty())
         throw Failure(ExitStatus::Failed, "the restored system has no folder /" + name);
     return folder;

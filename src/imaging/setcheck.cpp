@@ -165,7 +165,7 @@ private:
             part.verdict = Verdict::Unrecorded;
         else
             Need(part, files.Record()); // its run has left one
-        const std::string head = CheckHead(volumes, line);
+        std::string head = CheckHead(volumes, line);
         if (deep || part.verdict == Verdict::Unrecorded)
             volumes.CheckInFull(head);
     }
@@ -193,7 +193,7 @@ private:
     /** Gives it. What a restore would refuse is no good image, whatever its record says. */
     std::string CheckHead(const ImageVolumes& volumes, const TableLine& line) const
     {
-        const std::string head = volumes.Head();
+        std::string head = volumes.Head();
         const auto header = ImageHeader::Parse(head);
         if (head != extendedNote && !header)
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + " is not an image of a partition");
