@@ -15,6 +15,7 @@
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,6 +40,11 @@ const Attempt attempts[] = {
             return open("/etc/passwd", O_RDONLY) >= 0;
         },
         true, false},
+    {"the key is read",
+        [] {
+            return open("/etc/norvo-clone-restore/key", O_RDONLY) >= 0;
+        },
+        false, false},
     {"a program is started",
         [] {
             return execl("/bin/true", "true", nullptr) == 0;
@@ -138,6 +144,8 @@ private Q_SLOTS:
     {
         const Descriptor file = Descriptor::Open("/mnt/rev/open", O_WRONLY | O_CREAT);
         inherited = file.Get();
+        mkdir("/etc/norvo-clone-restore", 0755);
+        close(open("/etc/norvo-clone-restore/key", O_WRONLY | O_CREAT, 0600));
         for (const Attempt& attempt : attempts) {
             QVERIFY2(Succeeds(attempt, [] {}), attempt.name);
             for (const Work work : {Work::Program, Work::Function}) {

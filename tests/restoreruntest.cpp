@@ -1,12 +1,14 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
+#include "authentication.h"
 #include "restorestand.h"
 #include "utf8chunks.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QHeaderView>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
@@ -50,6 +52,57 @@ private Q_SLOTS:
         boxes.expected.append({finished});
         Press("btnStartRestore");
         QCOMPARE(commands.Calls().join(' '), QString("mkswap|-c|/dev/hdc3"));
+    }
+
+    void restoresOnlyWhatIsAuthentic_data()
+    {
+        // $k is the key's file, $p what the paths of the set's files begin with
+        Columns<QString, QString>("change", "error");
+        const QString begin = "Only authentic image sets may be restored on this machine, and this one is not: "
+                              "/mnt/rev/A/20070101/A_20070101_";
+        const QString end = ". Nothing was done. Use another set.";
+        Row("authentic", "", "");
+        Row("no record", "rm ${p}hdc1.bz2.sum", begin + "hdc1.bz2.sum is missing" + end);
+        Row("another boot sector", "printf %0512d 0 >${p}hdc.mbr",
+            begin + "hdc.mbr is not the boot sector that the set's partition table has" + end);
+        Row("nobody asks", "sed -i /^require/d $k; rm ${p}hdc1.bz2.sum", "");
+        Row("an open key", "chmod 640 $k",
+            "/etc/norvo-clone-restore/key is open to other users. Make a new key if it was for long, or run: chmod 600 "
+            "/etc/norvo-clone-restore/key");
+    }
+
+    void restoresOnlyWhatIsAuthentic()
+    {
+        QFETCH(QString, change);
+        QFETCH(QString, error);
+        Authentication::Make();
+        const QString prefix = "/mnt/rev/A/20070101/A_20070101_hdc";
+        const std::string tablePath = (prefix + ".sf").toStdString();
+        const std::string recordPath = (prefix + "1.bz2.sum").toStdString();
+        {
+            const auto key = Authentication::Read();
+            TableFile table;
+            table.lines = {{1, 63, 1028097, 0x83, true}};
+            table.disk = "hdc";
+            table.raw = {{0, std::string(512, 'x')}};
+            WriteFile(prefix + ".sf", table.Text(&*key, tablePath).c_str());
+            WriteFile(prefix + ".mbr", QByteArray(512, 'x'));
+            ImageRecord record;
+            record.content = "ext4";
+            record.sha256 = std::string(64, '0');
+            record.table = table.seal;
+            WriteFile(recordPath.c_str(), record.Text(&*key, recordPath).c_str());
+        }
+        const QString script = "PATH=/bin; k=%1; p=/mnt/rev/A/20070101/A_20070101_; echo require-authentic >>$k; ";
+        QCOMPARE(QProcess::execute("/bin/bash", {"-ec", script.arg(Authentication::file) + change}), 0);
+        commands.Add("dd");
+        Open();
+        if (error.isEmpty())
+            boxes.expected.append({finished});
+        boxes.ExpectError(error);
+        Press("btnStartRestore");
+        QCOMPARE(commands.Calls().isEmpty(), !error.isEmpty());
+        QFile::remove(Authentication::file);
     }
 
     void restoresInTheOrderShown()

@@ -47,18 +47,20 @@ constexpr Manual manuals[] = {
         "  --json       print one JSON object\n"
         "  --store DIR  check the sets in DIR instead of /mnt/rev\n"
         "  --           the names begin here\n",
-        "  0 all are good, 1 something is damaged or missing, 2 nothing was checked\n", setFiles},
+        "  0 all are good, 1 something is damaged or missing, or not authentic but has to be, 2 nothing was checked\n",
+        setFiles},
     {"norvoDevices", "list the drives, and tie two of them to /dev/hdb and /dev/hdc",
-        "[--json] | [--rev DISK] [--disk DISK] [--by-place] | --clear | --apply",
+        "[--json] | [--rev DISK] [--disk DISK] [--by-place] | --clear | --apply | --make-key",
         "  --rev DISK   tie the REV drive\n"
         "  --disk DISK  tie the hard disk\n"
         "  --by-place   tie by the place where the drive is connected\n"
         "  --clear      forget what was chosen\n"
         "  --apply      have the links in /dev follow a file that was edited\n"
-        "  --json       print one JSON object\n",
+        "  --json       print one JSON object\n"
+        "  --make-key   make the key by which image sets are known again as made here\n",
         "  0 done, 64 wrong arguments, 65 the file has an error, 66 no such drive, 74 it cannot be written, 75 the "
         "drive\n"
-        "  cannot be tied\n",
+        "  cannot be tied, or there is a key already\n",
         choiceFile},
     {"norvo-device-name", "for udev: print the name in /dev that a disk or partition has besides the kernel's",
         "KERNELNAME | --refresh", "  --refresh  have the links follow the drives that are there\n",

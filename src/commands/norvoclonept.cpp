@@ -4,6 +4,7 @@
 // norvoClonePT DISK FILE: saves the partition table of /dev/DISK, and what else of the disk stands outside its
 // partitions, in FILE. An older FILE stays until the new one is on the medium.
 
+#include "authentication.h"
 #include "command.h"
 #include "failure.h"
 #include "freshview.h"
@@ -24,6 +25,7 @@ int main(int argc, char** argv)
         RunRecord::Expect(arguments[0]);
         NeedRevDisk(folder);
         NeedFolder(folder);
+        const auto key = Authentication::Read();
         Device disk = Device::FindDisk(arguments[0]);
         const DiskLock lock(disk);
         RunRecord::Begin(path, disk, disk.name, {});
@@ -32,7 +34,7 @@ int main(int argc, char** argv)
         for (const std::string& warning : table.warnings)
             Warn(disk.path + ": " + warning);
         StoreFile file(path + ".new");
-        const std::string text = table.Text();
+        const std::string text = table.Text(key ? &*key : nullptr, path);
         file.Write(text.data(), text.size());
         file.Prove();
         file.PutInPlace(path);

@@ -4,7 +4,9 @@
 // norvoDevices [--json]: lists the machine's drives, and which of them is /dev/hdb and which /dev/hdc.
 // norvoDevices [--rev DISK] [--disk DISK] [--by-place] ties drives to these names by what they are; --clear forgets
 // that, --apply has the links in /dev follow a file that was edited.
+// norvoDevices --make-key gives the machine a key, by which it knows image sets again.
 
+#include "authentication.h"
 #include "choice.h"
 #include "command.h"
 #include "failure.h"
@@ -19,7 +21,7 @@
 
 namespace {
 constexpr char usage[] = "usage: norvoDevices [--json] | --rev DISK | --disk DISK | --rev DISK --disk DISK "
-                         "[--by-place] | --clear | --apply";
+                         "[--by-place] | --clear | --apply | --make-key";
 
 struct Request
 {
@@ -29,6 +31,7 @@ struct Request
     bool clear = false;
     bool apply = false;
     bool json = false;
+    bool makeKey = false;
 
     [[nodiscard]] bool Ties() const
     {
@@ -38,10 +41,10 @@ struct Request
 
 Request ParseRequest(int argc, char** argv)
 {
-    static const option options[]
-        = {{"rev", required_argument, nullptr, 'r'}, {"disk", required_argument, nullptr, 'd'},
-            {"by-place", no_argument, nullptr, 'p'}, {"clear", no_argument, nullptr, 'c'},
-            {"apply", no_argument, nullptr, 'a'}, {"json", no_argument, nullptr, 'j'}, {nullptr, 0, nullptr, 0}};
+    static const option options[] = {{"rev", required_argument, nullptr, 'r'},
+        {"disk", required_argument, nullptr, 'd'}, {"by-place", no_argument, nullptr, 'p'},
+        {"clear", no_argument, nullptr, 'c'}, {"apply", no_argument, nullptr, 'a'}, {"json", no_argument, nullptr, 'j'},
+        {"make-key", no_argument, nullptr, 'k'}, {nullptr, 0, nullptr, 0}};
     Request request;
     bool wrong = false;
     opterr = 0;
@@ -56,10 +59,12 @@ Request ParseRequest(int argc, char** argv)
         request.clear = request.clear || found == 'c';
         request.apply = request.apply || found == 'a';
         request.json = request.json || found == 'j';
+        request.makeKey = request.makeKey || found == 'k';
         wrong = wrong || found == '?';
     }
-    const int tasks = int(request.Ties()) + int(request.clear) + int(request.apply);
-    if (wrong || optind < argc || tasks > 1 || (request.byPlace && !request.Ties()))
+    const int tasks = int(request.Ties()) + int(request.clear) + int(request.apply) + int(request.makeKey);
+    if (wrong || optind < argc || tasks > 1 || (request.makeKey && request.json)
+        || (request.byPlace && !request.Ties()))
         throw Failure(ExitStatus::Usage, usage);
     return request;
 }
@@ -177,6 +182,11 @@ void ChooseNamed(const std::vector<Drive>& drives, const Request& request)
 int Work(int argc, char** argv)
 {
     const Request request = ParseRequest(argc, argv);
+    if (request.makeKey) {
+        Authentication::Make();
+        Say(std::string(Authentication::file) + " was made; keep a copy of it where it is safe");
+        return 0;
+    }
     const std::vector<Drive> drives = ListDrives();
     if (request.Ties())
         ChooseNamed(drives, request);

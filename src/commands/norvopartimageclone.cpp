@@ -5,6 +5,7 @@
 // with its record DIR/BASE.sum. One volume is written: UDF has room for files of any size. The image of an earlier run
 // stays until the new one is proved.
 
+#include "authentication.h"
 #include "command.h"
 #include "contents.h"
 #include "failure.h"
@@ -115,7 +116,8 @@ void SaveImage(const Device& partition, const Contents& contents, const ImageFil
     std::optional<StoreFile> recordFile;
     try {
         recordFile.emplace(files.NewRecord());
-        const std::string text = record.Text();
+        const auto key = Authentication::Read();
+        const std::string text = record.Text(key ? &*key : nullptr, files.Record());
         recordFile->Write(text.data(), text.size());
         recordFile->Prove();
     } catch (NoRoom& noRoom) {
@@ -198,6 +200,7 @@ int main(int argc, char** argv)
         NeedCommands({"lbzip2", "partclone.imager"});
         NeedRevDisk(folder);
         NeedFolder(folder);
+        Authentication::Read(); // one that is no good is said before the work
         Device partition = Device::Find(arguments[1]);
         const DiskLock lock(partition);
         const Device disk = DiskOf(partition);

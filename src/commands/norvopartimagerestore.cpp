@@ -7,6 +7,7 @@
 // Before the first byte is written the image has proved whole, and the partition to be the one that the set's
 // partition table names. The image may be in one volume or in several, and may lack a record.
 
+#include "authenticity.h"
 #include "command.h"
 #include "contents.h"
 #include "descriptor.h"
@@ -73,6 +74,17 @@ void CheckIdentity(const ImageRecord& record, const TableFile& table, const Tabl
     const std::string why = RunEntry::LaterFailure(run, record.partition, record.sha256, record.saved);
     if (!why.empty())
         Warn(path + ": the image is of an earlier run (" + record.saved + "); the later run says: " + why);
+}
+
+void JudgeImage(const Device& partition, const std::optional<ImageRecord>& record, const ImageFiles& files,
+    const TableFile& table, const std::string& tablePath)
+{
+    JudgeAuthenticity(partition.name + ": the image", [&](const Authentication& key) {
+        Remark fault = key.FaultOf(table, tablePath);
+        if (!fault.IsEmpty())
+            return fault;
+        return record ? key.FaultOf(*record, files.Record(), table) : Authentication::Lacks(files.Record());
+    });
 }
 
 void RefuseUnfit(const Device& partition, const TableLine& line, const std::string& head, const std::string& path)
@@ -170,14 +182,16 @@ int main(int argc, char** argv)
         Introduce(disk);
         const TableFile table = TableFile::Read(tablePath);
         const TableLine line = FindLine(partition, disk, table, tablePath);
-        const std::string head = volumes.Head();
-        const bool extended = head == extendedNote;
         std::optional<ImageRecord> record;
-        if (Medium::Exists(files.Record())) {
+        if (Medium::Exists(files.Record()))
             record = ImageRecord::Read(files.Record());
+        JudgeImage(partition, record, files, table, tablePath);
+        if (record) {
             CheckIdentity(*record, table, line, RunEntry::Read(RunRecordPath(tablePath)), volumes.FirstPath());
             RunRecord::Note(*record);
         }
+        const std::string head = volumes.Head();
+        const bool extended = head == extendedNote;
         if (!extended)
             RefuseUnfit(partition, line, head, volumes.FirstPath());
         RunRecord::Enter("check");

@@ -8,6 +8,7 @@
 // boot sector with GRUB's core may be missing. Of what else starts the disk nothing is changed when it came back whole.
 // Swap areas, which were made anew, get the identities of the saved ones back.
 
+#include "authenticity.h"
 #include "command.h"
 #include "failure.h"
 #include "grubrepair.h"
@@ -70,6 +71,12 @@ int main(int argc, char** argv)
         Introduce(disk);
         RefuseUse(disk, Access::Write);
         const TableFile saved = ReadSavedTable(".", disk.name);
+        if (!saved.disk.empty()) {
+            JudgeAuthenticity(
+                disk.name + ": what the image set has of the boot loader", [&](const Authentication& key) {
+                    return key.FaultOf(saved, tablePath);
+                });
+        }
         const std::vector<DiskPartition> partitions = FindPartitions(disk);
         EnterMountSpace();
         const Findings findings = LookAtDisk(disk, partitions, saved);

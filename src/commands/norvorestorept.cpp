@@ -7,6 +7,7 @@
 // writes the same partition lines; then the lines and the disk identifier in the boot sector make up the table. The
 // boot sector has been written back just before. Nothing is written before every check has passed.
 
+#include "authenticity.h"
 #include "command.h"
 #include "contents.h"
 #include "descriptor.h"
@@ -128,6 +129,9 @@ int main(int argc, char** argv)
         TableFile table = TableFile::Read(arguments[1]);
         RefuseUnfitDisk(table, disk);
         RefuseUse(disk, Access::Write);
+        JudgeAuthenticity(disk.name + ": the partition table", [&](const Authentication& key) {
+            return key.FaultOf(table, arguments[1]);
+        });
         WarnAsWhenSaved(table, arguments[1]);
         WarnOfLostDatabase(table, disk);
         if (table.IsWholeDisk()) {

@@ -68,6 +68,26 @@ struct CheckedSet
     std::vector<CheckedPart> parts;
     bool openToAll;
 
+    /** Why it is not authentic; empty where it is. Of what isn't there nothing is said here: the set is not complete.
+     */
+    [[nodiscard]] std::string Unproven() const
+    {
+        const auto part = std::find_if(parts.begin(), parts.end(), [](const CheckedPart& each) {
+            return !each.unproven.IsEmpty();
+        });
+        return part == parts.end() ? "" : part->unproven.Text();
+    }
+
+    [[nodiscard]] bool IsIntact() const
+    {
+        return Worst() <= Verdict::Unrecorded;
+    }
+
+    [[nodiscard]] bool IsAuthentic() const
+    {
+        return IsIntact() && Unproven().empty();
+    }
+
     [[nodiscard]] Verdict Worst() const
     {
         Verdict worst = Verdict::Good;
@@ -86,7 +106,7 @@ void ShowProgress(const std::string& text)
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
 }
 
-std::vector<CheckedSet> CheckSets(const Request& request)
+std::vector<CheckedSet> CheckSets(const Request& request, const Authentication* key)
 {
     std::vector<CheckedSet> checked;
     std::string current;
@@ -99,14 +119,24 @@ std::vector<CheckedSet> CheckSets(const Request& request)
             current = "checking " + set.serial + " " + set.date + ": " + part;
             ShowProgress(current);
         };
-        checked.push_back({set, CheckSet(set, request.deep, begin), IsOpenToAll(set)});
+        checked.push_back({set, CheckSet(set, request.deep, begin, key), IsOpenToAll(set)});
     }
     Progress::Tell({});
     ShowProgress("");
     return checked;
 }
 
-void PrintTable(const std::vector<CheckedSet>& sets)
+/** As far as this machine's key tells. */
+std::string AuthenticityText(const CheckedSet& checked)
+{
+    if (checked.IsAuthentic())
+        return "authentic";
+    const std::string reason = checked.Unproven();
+    return (checked.IsIntact() ? "intact, not authenticated" : "not authenticated")
+        + (reason.empty() ? "" : ": " + reason);
+}
+
+void PrintTable(const std::vector<CheckedSet>& sets, bool hasKey)
 {
     for (const CheckedSet& checked : sets) {
         const Verdict worst = checked.Worst();
@@ -122,6 +152,8 @@ void PrintTable(const std::vector<CheckedSet>& sets)
                 line += ": " + part.remark;
             Answer(line);
         }
+        if (hasKey)
+            Answer("  " + AuthenticityText(checked));
         if (checked.openToAll)
             Answer(
                 "  note: every user of a machine can read this set; close it with chmod -R go= " + checked.set.folder);
@@ -133,7 +165,7 @@ QString Text(const std::string& text)
     return QString::fromStdString(Printable(text));
 }
 
-void PrintJson(const std::vector<CheckedSet>& sets)
+void PrintJson(const std::vector<CheckedSet>& sets, bool hasKey)
 {
     QJsonArray list;
     for (const CheckedSet& checked : sets) {
@@ -142,9 +174,14 @@ void PrintJson(const std::vector<CheckedSet>& sets)
             parts.append(QJsonObject{{QStringLiteral("name"), Text(part.name)},
                 {QStringLiteral("verdict"), Text(Name(part.verdict))}, {QStringLiteral("remark"), Text(part.remark)}});
         }
-        list.append(QJsonObject{{QStringLiteral("serial"), Text(checked.set.serial)},
+        QJsonObject object{{QStringLiteral("serial"), Text(checked.set.serial)},
             {QStringLiteral("date"), Text(checked.set.date)}, {QStringLiteral("verdict"), Text(Name(checked.Worst()))},
-            {QStringLiteral("open-to-all"), checked.openToAll}, {QStringLiteral("parts"), parts}});
+            {QStringLiteral("open-to-all"), checked.openToAll}, {QStringLiteral("parts"), parts}};
+        if (hasKey) {
+            object.insert(QStringLiteral("authentic"), checked.IsAuthentic());
+            object.insert(QStringLiteral("not-authenticated"), Text(checked.Unproven()));
+        }
+        list.append(object);
     }
     const QJsonDocument document(QJsonObject{{QStringLiteral("sets"), list}});
     const QByteArray text = document.toJson(QJsonDocument::Compact);
@@ -157,18 +194,19 @@ int Verify(int argc, char** argv)
     NeedCommands({"lbzip2", "partclone.chkimg"});
     NeedRevDisk(request.store);
     NeedFolder(request.store);
-    const std::vector<CheckedSet> sets = CheckSets(request);
+    const auto key = Authentication::Read();
+    const std::vector<CheckedSet> sets = CheckSets(request, key ? &*key : nullptr);
     if (sets.empty() && !request.serial.empty())
         throw Failure(
             ExitStatus::Missing, request.store + " has no image set of " + request.serial + " " + request.date);
     if (request.json)
-        PrintJson(sets);
+        PrintJson(sets, key.has_value());
     else if (sets.empty())
         Answer(request.store + " has no image sets");
     else
-        PrintTable(sets);
-    const bool good = !sets.empty() && std::all_of(sets.begin(), sets.end(), [](const CheckedSet& checked) {
-        return checked.Worst() <= Verdict::Unrecorded;
+        PrintTable(sets, key.has_value());
+    const bool good = !sets.empty() && std::all_of(sets.begin(), sets.end(), [&key](const CheckedSet& checked) {
+        return key && key->IsRequired() ? checked.IsAuthentic() : checked.IsIntact();
     });
     return good ? allGood : notAllGood;
 }

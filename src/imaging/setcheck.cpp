@@ -38,10 +38,12 @@ bool Fits(const std::string& bootSector, const TableFile& table)
 class SetChecker
 {
 public:
-    SetChecker(const ImageSet& set, bool deep, const std::function<void(const std::string&)>& begin)
+    SetChecker(
+        const ImageSet& set, bool deep, const std::function<void(const std::string&)>& begin, const Authentication* key)
         : set(set)
         , deep(deep)
         , begin(begin)
+        , key(key)
         , run(RunEntry::Read(RunRecordPath(PathOf(std::string(diskName) + ".sf"))))
     {
     }
@@ -121,7 +123,10 @@ private:
 
     void CheckTable(CheckedPart& part)
     {
-        table = TableFile::Read(Need(part, PathOf(std::string(diskName) + ".sf")));
+        const std::string path = Need(part, PathOf(std::string(diskName) + ".sf"));
+        table = TableFile::Read(path);
+        if (key != nullptr)
+            part.unproven = key->FaultOf(*table, path);
         if (table->seal.empty()) {
             part.verdict = Verdict::Unrecorded;
             part.remark = "partition lines alone, of another maker";
@@ -136,6 +141,8 @@ private:
     {
         const std::string path = Need(part, PathOf(std::string(diskName) + ".mbr"));
         const std::string bytes = Medium::Read(path, 2 * sectorSize);
+        if (key != nullptr && table)
+            part.unproven = Authentication::FaultOf(bytes, path, *table);
         if (bytes.size() != sectorSize)
             throw Failure(
                 ExitStatus::Damaged, path + " has " + std::to_string(bytes.size()) + " bytes, a boot sector has 512");
@@ -160,19 +167,24 @@ private:
         Need(part, files.Volume(0));
         const ImageVolumes volumes(files);
         if (Medium::Exists(files.Record()))
-            CheckRecorded(part, volumes, ImageRecord::Read(files.Record()), line);
+            CheckRecorded(part, volumes, files.Record(), line);
         else if (table->seal.empty())
             part.verdict = Verdict::Unrecorded;
         else
             Need(part, files.Record()); // its run has left one
+        if (key != nullptr && part.verdict == Verdict::Unrecorded)
+            part.unproven = Authentication::Lacks(files.Record());
         std::string head = CheckHead(volumes, line);
         if (deep || part.verdict == Verdict::Unrecorded)
             volumes.CheckInFull(head);
     }
 
     void CheckRecorded(
-        CheckedPart& part, const ImageVolumes& volumes, const ImageRecord& record, const TableLine& line) const
+        CheckedPart& part, const ImageVolumes& volumes, const std::string& path, const TableLine& line) const
     {
+        const ImageRecord record = ImageRecord::Read(path);
+        if (key != nullptr)
+            part.unproven = key->FaultOf(record, path, *table);
         const std::string mismatch = record.Mismatch(*table, line);
         if (!mismatch.empty())
             throw Failure(ExitStatus::Damaged, volumes.FirstPath() + ": " + mismatch);
@@ -213,6 +225,7 @@ private:
     const ImageSet& set;
     const bool deep;
     const std::function<void(const std::string&)>& begin;
+    const Authentication* const key;
     const std::vector<RunEntry> run;
     std::optional<TableFile> table; ///< once it was read
     std::vector<CheckedPart> parts;
@@ -234,10 +247,10 @@ std::string Name(Verdict verdict)
     return "damaged";
 }
 
-std::vector<CheckedPart> CheckSet(
-    const ImageSet& set, bool deep, const std::function<void(const std::string& part)>& begin)
+std::vector<CheckedPart> CheckSet(const ImageSet& set, bool deep,
+    const std::function<void(const std::string& part)>& begin, const Authentication* key)
 {
     if (!set.fault.empty())
-        return {{"folder", Verdict::Damaged, set.fault}};
-    return SetChecker(set, deep, begin).Run();
+        return {{"folder", Verdict::Damaged, set.fault, {}}};
+    return SetChecker(set, deep, begin, key).Run();
 }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "authentication.h"
 #include "imageset.h"
 
 #include <functional>
@@ -26,6 +27,7 @@ struct CheckedPart
     std::string name; ///< as "boot sector" or "hdc1"
     Verdict verdict = Verdict::Good;
     std::string remark; ///< why, or what else is worth knowing; may be empty
+    Remark unproven;    ///< why it is not authentic; empty where it is, and where nobody asked
 };
 
 /**
@@ -33,7 +35,8 @@ struct CheckedPart
  * none.
  * @param deep reads every image in full: its structure has to hold, and it has to fit its partition
  * @param begin told the name of each part before it is checked
+ * @param key by which the set should be authentic; null where nobody asks
  * Throws Interrupted.
  */
-std::vector<CheckedPart> CheckSet(
-    const ImageSet& set, bool deep, const std::function<void(const std::string& part)>& begin);
+std::vector<CheckedPart> CheckSet(const ImageSet& set, bool deep,
+    const std::function<void(const std::string& part)>& begin, const Authentication* key = nullptr);

@@ -3,15 +3,21 @@
 
 #include "imagerecord.h"
 
+#include "authentication.h"
 #include "failure.h"
 #include "medium.h"
+#include "sha256.h"
 
+#include <algorithm>
+#include <cstring>
 #include <ctime>
 #include <numeric>
 #include <sstream>
 
 namespace {
 constexpr char headline[] = "Norvo Clone-Restore partition image";
+constexpr char lastLine[] = "end\n";
+constexpr char codeKey[] = "hmac ";
 } // namespace
 
 uint64_t ImageRecord::BadBytes() const
@@ -21,7 +27,7 @@ uint64_t ImageRecord::BadBytes() const
     });
 }
 
-std::string ImageRecord::Text() const
+std::string ImageRecord::Text(const Authentication* key, const std::string& path) const
 {
     std::ostringstream text;
     text << headline << "\ncontent " << content << "\npartition-bytes " << partitionBytes << "\nbytes " << bytes
@@ -30,8 +36,10 @@ std::string ImageRecord::Text() const
          << "\n";
     for (const auto& [offset, length] : bad)
         text << "bad " << offset << " " << length << "\n";
-    text << "end\n";
-    return text.str();
+    std::string all = text.str();
+    if (key != nullptr)
+        all += codeKey + key->Code(path, Sha256Of(all)) + "\n";
+    return all + lastLine;
 }
 
 ImageRecord ImageRecord::Parse(const std::string& text, const std::string& path)
@@ -78,6 +86,7 @@ ImageRecord ImageRecord::Parse(const std::string& text, const std::string& path)
     if (!sound || !ended || record.sha256.size() != 64 || record.content.empty())
         throw Failure(ExitStatus::Damaged,
             path + ": the record of the image is damaged; without it the image is tested in full instead");
+    record.code = AuthenticCode::Find(text, text.size() - std::min(text.size(), strlen(lastLine)), codeKey);
     return record;
 }
 

@@ -25,6 +25,7 @@
  *     saved 2026-03-02T11:22:33Z
  *     state clean               or why all blocks were saved, used or not: "unclean, all blocks"
  *     bad 4096 512              offset and size in bytes of what could not be read; zeros stand in its place
+ *     hmac 0123...              the code of all that stands before this line; only with a key
  *     end
  *
  * Records of earlier versions end after sha256. bzip2 and partclone cannot tell an image that was cut at a stream
@@ -46,11 +47,13 @@ public:
     std::string saved;
     std::string state;
     std::vector<std::pair<uint64_t, uint64_t>> bad; ///< offset and size in bytes
+    AuthenticCode code;
 
     /** How many bytes of the partition could not be read. */
     [[nodiscard]] uint64_t BadBytes() const;
 
-    [[nodiscard]] std::string Text() const;
+    /** @param key the file at `path` is to have a code by it */
+    [[nodiscard]] std::string Text(const Authentication* key = nullptr, const std::string& path = {}) const;
 
     /** A Failure with `Damaged` that names `path` when the text is not a whole record. */
     static ImageRecord Parse(const std::string& text, const std::string& path);

@@ -3,6 +3,7 @@
 
 #include "tablefile.h"
 
+#include "authentication.h"
 #include "failure.h"
 #include "medium.h"
 #include "sha256.h"
@@ -32,6 +33,18 @@ std::string Base64(const std::string& bytes)
 }
 } // namespace
 
+AuthenticCode AuthenticCode::Find(const std::string& text, size_t end, const std::string& key)
+{
+    constexpr size_t digits = 64;
+    const size_t length = key.size() + digits + 1;
+    const size_t begin = end - std::min(end, length);
+    if (begin == 0 || text[begin - 1] != '\n' || text.compare(begin, key.size(), key) != 0)
+        return {};
+    Sha256 hash;
+    hash.Add(text.data(), begin);
+    return {hash.Hex(), text.substr(begin + key.size(), digits)};
+}
+
 const TableLine* TableFile::Find(unsigned number) const
 {
     const auto line = std::find_if(lines.begin(), lines.end(), [number](const TableLine& l) {
@@ -48,7 +61,7 @@ uint64_t TableFile::EndOfPartitions() const
     return end;
 }
 
-std::string TableFile::Text()
+std::string TableFile::Text(const Authentication* key, const std::string& path)
 {
     std::ostringstream text;
     text << tableHeadline << "\n# saved: " << saved << "\n# disk: " << disk << "\n# model: " << model
@@ -66,7 +79,7 @@ std::string TableFile::Text()
         text << "# native: " << line << "\n";
     std::string all = text.str();
     // No second copy of raw bytes that may be many, not even while the text grows.
-    all.reserve(std::accumulate(raw.begin(), raw.end(), all.size() + 128, [](size_t sum, const RawArea& area) {
+    all.reserve(std::accumulate(raw.begin(), raw.end(), all.size() + 256, [](size_t sum, const RawArea& area) {
         return sum + 128 + area.bytes.size() * 3 / 2;
     }));
     for (const RawArea& area : raw) {
@@ -74,6 +87,8 @@ std::string TableFile::Text()
         all += "# raw: " + std::to_string(area.offset) + " " + std::to_string(area.bytes.size()) + " ";
         all += packed.toBase64().toStdString() + "\n";
     }
+    if (key != nullptr)
+        all += tableCode + key->Code(path, Sha256Of(all)) + "\n";
     seal = Sha256Of(all);
     all += "# complete: sha256 " + seal + "\n";
     return all;

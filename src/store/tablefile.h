@@ -43,6 +43,18 @@ struct SwapIdentity
     std::string label;
 };
 
+class Authentication;
+
+/** What shows that a file of a set was made by one who has the key; see there. */
+struct AuthenticCode
+{
+    std::string digest; ///< the SHA-256 of all that stands before the code
+    std::string text;   ///< in hexadecimal; empty where the file has none
+
+    /** That of the line which begins with `key` and ends where the last line of the file begins, at `end`. */
+    static AuthenticCode Find(const std::string& text, size_t end, const std::string& key);
+};
+
 /**
  * The partition-table file of an image set. The program reads the lines that begin with "/"; all else stands in lines
  * that begin with "#":
@@ -60,6 +72,7 @@ struct SwapIdentity
  *
  *     # native: label: dos                 the table in libfdisk's own words, line by line
  *     # raw: 512 1048064 BASE64            offset and size in bytes, then the bytes, compressed with zlib
+ *     # hmac: 0123...                      the code of all that stands before this line; only with a key
  *     # complete: sha256 0123...           of all that stands before this line
  *
  * Files of other makers have the partition lines alone: four slots of a DOS table, empty or not, then logical ones.
@@ -80,9 +93,10 @@ public:
     std::string native;
     std::vector<RawArea> raw;
     std::string seal; ///< the hash in the last line, in hexadecimal
+    AuthenticCode code;
 
-    /** The whole text, with its last line; sets `seal`. */
-    std::string Text();
+    /** The whole text, with its last line; sets `seal`. @param key the file at `path` is to have a code by it */
+    std::string Text(const Authentication* key = nullptr, const std::string& path = {});
 
     /**
      * Reads the text strictly: a line that is not understood, a cut, doubled or overlapping one is a Failure with

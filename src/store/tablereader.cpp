@@ -114,6 +114,7 @@ private:
         hash.Add(text.data(), last + 1);
         if (hash.Hex() != file.seal)
             Damaged("the partition table in it is cut or damaged");
+        file.code = AuthenticCode::Find(text, last + 1, tableCode);
     }
 
     void AddLine(const std::string& line)

@@ -8,5 +8,8 @@
 /** What a partition-table file of this program begins with. */
 inline constexpr char tableHeadline[] = "# Norvo Clone-Restore partition table";
 
+/** What the line with its code begins with. */
+inline constexpr char tableCode[] = "# hmac: ";
+
 /** As TableFile::Parse(), which is this. */
 TableFile ReadTable(const std::string& text, const std::string& path);

@@ -90,6 +90,8 @@ bool Clone::CheckInput()
         wrong = edtSerialAgain;
     } else {
         error = FaultOfSet(edtSerial->text(), edtDate->text());
+        if (error.isEmpty())
+            error = FaultOfKey();
     }
     if (error.isEmpty())
         return true;

@@ -176,6 +176,8 @@ void Restore::btnStartRestore_clicked()
     QString fault = FaultOfSet(cmbSerial->currentText(), cmbDate->currentText());
     if (fault.isEmpty())
         fault = FaultOfPartitions(ChosenPartitions() + SwapPartitions());
+    if (fault.isEmpty())
+        fault = FaultOfAuthenticity(cmbSerial->currentText(), cmbDate->currentText(), ChosenPartitions());
     if (!fault.isEmpty()) {
         ShowError(this, fault);
         return;

@@ -3,6 +3,8 @@
 
 #include "setguard.h"
 
+#include "authentication.h"
+#include "failure.h"
 #include "imagestore.h"
 #include "medium.h"
 
@@ -53,6 +55,39 @@ QString FaultOfMember(const QString& path, bool isBootSector)
     if (!S_ISREG(status->st_mode))
         return IsNoFile(path);
     return isBootSector && status->st_size > bootSectorBytes ? IsTooLong(path) : QString();
+}
+
+QString Translated(const Remark& remark)
+{
+    if (!remark.isTranslated)
+        return QString::fromStdString(Printable(remark.text));
+    KLocalizedString text = ki18n(remark.text.c_str());
+    for (const Remark& name : remark.names)
+        text = text.subs(Translated(name));
+    return text.toString();
+}
+
+/** The first thing that shows that what a restore takes is not authentic. What can't be read is a Failure. */
+Remark FindUnproven(const Authentication& key, const QString& serial, const QString& date, const QStringList& names)
+{
+    const std::string folder = QFile::encodeName(ImageStore::ImageSetPath(serial, date)).toStdString();
+    const std::string tablePath = QFile::encodeName(ImageStore::PartitionTablePath(serial, date)).toStdString();
+    const std::string sectorPath
+        = folder + "/" + QFile::encodeName(ImageStore::BootSectorFileName(serial, date)).toStdString();
+    const TableFile table = TableFile::Read(tablePath);
+    Remark fault = key.FaultOf(table, tablePath);
+    if (fault.IsEmpty())
+        fault = Authentication::FaultOf(Medium::Read(sectorPath, bootSectorBytes), sectorPath, table);
+    for (const QString& name : names) {
+        if (!fault.IsEmpty())
+            break;
+        const QString base = ImageStore::ImageBaseName(serial, date, name);
+        const std::string record
+            = ImageFiles(folder, name.toStdString(), QFile::encodeName(base).toStdString()).Record();
+        fault = Medium::Exists(record) ? key.FaultOf(ImageRecord::Read(record), record, table)
+                                       : Authentication::Lacks(record);
+    }
+    return fault;
 }
 
 /** False, with the lines as they were, where there are too many, or one is too long. */
@@ -124,6 +159,36 @@ QString FaultOfPartitions(const QStringList& names)
                 QStringLiteral("/dev/") + name.left(100));
     }
     return {};
+}
+
+QString FaultOfKey()
+{
+    try {
+        Authentication::Read();
+    } catch (const Failure& failure) {
+        return Translated(failure.remark);
+    }
+    return {};
+}
+
+QString FaultOfAuthenticity(const QString& serial, const QString& date, const QStringList& names)
+{
+    QString keyFault = FaultOfKey();
+    if (!keyFault.isEmpty())
+        return keyFault;
+    Remark fault;
+    try {
+        const auto key = Authentication::Read();
+        if (key && key->IsRequired())
+            fault = FindUnproven(*key, serial, date, names);
+    } catch (const Failure& failure) {
+        fault = failure.remark;
+    }
+    if (fault.IsEmpty())
+        return {};
+    return i18n("Only authentic image sets may be restored on this machine, and this one is not: %1. Nothing was done. "
+                "Use another set.",
+        Translated(fault));
 }
 
 LinkBan::LinkBan(const QString& serial, const QString& date)

@@ -30,6 +30,15 @@ QString ReadTableLines(QFile& file, const QString& serial, const QString& date, 
  */
 QString FaultOfPartitions(const QStringList& names);
 
+/** Why this machine's key can't be used, for the operator; empty where it can, and where there is none. */
+QString FaultOfKey();
+
+/**
+ * Why a restore must not begin: where this machine's key asks for authentic sets alone, boot sector, table and the
+ * images of these partitions have to be. Empty where they are, and where nobody asks.
+ */
+QString FaultOfAuthenticity(const QString& serial, const QString& date, const QStringList& names);
+
 /** As long as this lives, no symbolic link on the REV disk is followed; unless one is part of the set's own path. */
 class LinkBan
 {
