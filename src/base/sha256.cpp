@@ -31,12 +31,7 @@ std::string Sha256::Hex()
     unsigned char hash[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
     EVP_DigestFinal_ex(static_cast<EVP_MD_CTX*>(context.get()), hash, &size);
-    std::string text;
-    for (unsigned int i = 0; i < size; ++i) {
-        text += "0123456789abcdef"[hash[i] >> 4];
-        text += "0123456789abcdef"[hash[i] & 15];
-    }
-    return text;
+    return Hexadecimal(hash, size);
 }
 
 std::string Sha256Of(const std::string& text)
@@ -44,4 +39,16 @@ std::string Sha256Of(const std::string& text)
     Sha256 hash;
     hash.Add(text.data(), text.size());
     return hash.Hex();
+}
+
+std::string Hexadecimal(const unsigned char* bytes, size_t size)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(2 * size); // no copy of a secret is left behind
+    for (size_t i = 0; i < size; ++i) {
+        text += digits[bytes[i] >> 4];
+        text += digits[bytes[i] & 15];
+    }
+    return text;
 }

@@ -29,3 +29,6 @@ private:
 };
 
 std::string Sha256Of(const std::string& text);
+
+/** Two hexadecimal digits for each byte, in small letters. */
+std::string Hexadecimal(const unsigned char* bytes, size_t size);

@@ -5,6 +5,7 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "sha256.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -51,17 +52,6 @@ struct Secret
 std::string Field(const std::string& text)
 {
     return std::to_string(text.size()) + ":" + text;
-}
-
-std::string Hex(const unsigned char* bytes, size_t size)
-{
-    std::string text;
-    text.reserve(2 * size);
-    for (size_t i = 0; i < size; ++i) {
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 15];
-    }
-    return text;
 }
 
 Failure Unusable(Remark reason)
@@ -162,7 +152,7 @@ void Authentication::Make(const std::string& path)
     unsigned char bytes[keyBytes];
     if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes))
         throw SystemFailure(ExitStatus::Failed, "the kernel gives no random bytes", errno);
-    const Secret file{explanation + ("key = " + Hex(bytes, sizeof bytes)) + "\n"};
+    const Secret file{explanation + ("key = " + Hexadecimal(bytes, sizeof bytes)) + "\n"};
     OPENSSL_cleanse(bytes, sizeof bytes);
     const fs::path folder = fs::path(path).parent_path();
     std::error_code error;
@@ -194,7 +184,7 @@ std::string Authentication::Code(const std::string& path, const std::string& dig
             reinterpret_cast<const unsigned char*>(message.data()), message.size(), code, sizeof code, &size)
         == nullptr)
         throw Failure(ExitStatus::Failed, "no code can be computed: libcrypto offers no HMAC");
-    return Hex(code, size);
+    return Hexadecimal(code, size);
 }
 
 Remark Authentication::FaultOf(const AuthenticCode& code, const std::string& path) const
