@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <random>
 
 #include <fcntl.h>
@@ -55,6 +56,20 @@ template <class Call> QString Complaint(Call call)
         return QString::number(static_cast<int>(failure.status)) + " " + failure.what();
     }
     return {};
+}
+
+/** An expression as a function, for a table of attempts. */
+#define ATTEMPT(expression)                                                                                            \
+    [] {                                                                                                               \
+        return expression;                                                                                             \
+    }
+
+/** Whether it gives true in a process of its own. */
+inline bool Succeeds(const std::function<bool()>& attempt)
+{
+    return RunFunction("attempt", [&attempt] {
+        return attempt() ? 0 : 1;
+    }).Succeeded();
 }
 
 /** Where tests/sandbox gives a folder in memory: forcing to the medium takes no time there. */

@@ -1,10 +1,8 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
-#include "diskimages.h"
 #include "drivewindow.h"
-#include "reportwindow.h"
-#include "runentry.h"
+#include "runwords.h"
 #include "sessionwindow.h"
 
 #include <KLocalizedString>
@@ -20,11 +18,9 @@
 #include <functional>
 
 /** The windows beside the program's own five speak the operator's language, and nothing in them is cut off. */
-class LanguagesTest : public QObject
+class LanguagesTest : public RunWords
 {
     Q_OBJECT
-
-    QTemporaryDir folder{Scratch()};
 
     static bool IsClipped(const QWidget* widget)
     {
@@ -76,31 +72,6 @@ class LanguagesTest : public QObject
         return drive;
     }
 
-    /** A clone run whose second image is being made, or failed, after which the program was gone. */
-    std::vector<QByteArray> CloneRun(bool failed) const
-    {
-        const std::string path = NewFile(folder, "A_1_hdc.sf",
-            "/dev/hdc1 : start=2048, size=40960, Id=83\n/dev/hdc2 : start=43008, size=2048, Id=82\n"
-            "/dev/hdc3 : start=45056, size=40960, Id=83\n/dev/hdc4 : start=0, size=0, Id= 0\n");
-        NewFile(folder, "A_1_hdc.mbr", std::string(512, 'x'));
-        std::vector<QByteArray> lines = {QByteArray::fromStdString("{\"run\":\"clone\",\"table\":\"" + path + "\"}")};
-        for (const std::string part : {"hdc", "hdc1", "hdc3"}) {
-            RunEntry entry;
-            const bool last = part == "hdc3";
-            entry.command = part == "hdc" ? "norvoClonePT" : "norvoPartimageClone";
-            entry.part = part;
-            entry.result = !last ? "done" : failed ? "failed" : "begun";
-            entry.reason = last && failed ? "full" : "";
-            entry.began = "2026-03-02T11:22:33Z";
-            entry.model = "Disk";
-            entry.diskBytes = 20000000000;
-            lines.push_back(QByteArray::fromStdString(entry.Line()));
-        }
-        if (!failed)
-            lines.push_back(R"({"phase":"write","done":4000000,"total":20000000})");
-        return lines;
-    }
-
 private Q_SLOTS:
     void drives()
     {
@@ -125,25 +96,20 @@ private Q_SLOTS:
             "&?OK"); // the toolkit's
     }
 
-    void report_data()
-    {
-        QTest::addColumn<bool>("failed");
-        QTest::newRow("running") << false;
-        QTest::newRow("not complete") << true;
-    }
-
+    /** A clone run whose second image is being made, or has failed. */
     void report()
     {
-        QFETCH(bool, failed);
-        Check(
-            [&] {
-                ReportWindow window;
-                for (const QByteArray& line : CloneRun(failed))
-                    window.Hear(1, line);
-                QTest::qWait(1100); // it shows what is new twice a second
-                return Texts(window);
-            },
-            "hdc\\d: (Linux|[Ss]wap), .*|\\d+%|full"); // a reason comes from the commands
+        const QStringList begun = {"plan 0 clone", "clonePT hdc done 0", "clone hdc1 done 1", "clone hdc3 begun 2"};
+        for (const QStringList& end : {QStringList(), QStringList({"clone hdc3 failed 2 full", "over"})})
+            Check(
+                [&] {
+                    ReportWindow window;
+                    Play(window, begun + end, NewSet());
+                    window.Hear(3, R"({"phase":"write","done":4000000,"total":20000000})");
+                    QTest::qWait(1100); // it shows what is new twice a second
+                    return Texts(window);
+                },
+                "hdc\\d: (Linux|[Ss]wap), .*|\\d+%|full"); // a reason comes from the commands
     }
 
     void session()

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 Norvo Clone-Restore developers <norvo-clone-restore@example.org>
 // SPDX-License-Identifier: GPL-2.0-or-later
 
-#include "diskimages.h"
-#include "savingplan.h"
+#include "madevolume.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -64,12 +63,9 @@ class LinuxKindsTest : public QObject
 
     QString WhyNot(const char* type)
     {
-        try {
+        return Doubt([this, type] {
             PlanSaving(Device::OfFile(image), type).account(VolumeReader(image));
-        } catch (const NoAccount& reason) {
-            return reason.what();
-        }
-        return {};
+        });
     }
 
 private Q_SLOTS:

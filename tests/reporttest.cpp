@@ -34,19 +34,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("events");
         QTest::addColumn<QString>("colour"); // of the headline
-        const QString all = "plan 0 restore hdc1|restorePT hdc done 0|restore hdc1 done 1";
-        QTest::newRow("over") << all + "|over"
-                              << "#1b5e20";
-        QTest::newRow("with warnings") << all + " old|over"
-                                       << "#7a4a00";
-        QTest::newRow("gone at the end") << all + "|gone"
-                                         << "#7a4a00";
-        QTest::newRow("gone in the middle") << all.left(all.lastIndexOf('|')) + "|gone"
-                                            << "#a81010";
-        QTest::newRow("silent") << all << "";
-        QTest::newRow("by hand") << all.mid(all.indexOf('|') + 1) << "";
-        QTest::newRow("by hand, failed") << "restorePT hdc failed 0 old"
-                                         << "#a81010";
+        const QString done = "restorePT hdc done 0|restore hdc1 done 1", all = "plan 0 restore hdc1|" + done;
+        const std::vector<std::pair<QString, const char*>> rows
+            = {{all + "|over", "#1b5e20"}, {all + " old|over", "#7a4a00"}, {all + "|gone", "#7a4a00"},
+                {"plan 0 restore hdc1|restorePT hdc done 0|gone", "#a81010"}, {all, ""}, {done, ""},
+                {"restorePT hdc failed 0 old", "#a81010"}};
+        for (const auto& [events, colour] : rows)
+            QTest::newRow(qPrintable(events)) << events << colour;
     }
 
     void tellsByColourToo()
