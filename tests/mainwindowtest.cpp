@@ -236,6 +236,9 @@ private Q_SLOTS:
         over.resize(701, 170);
         CenterWindow(&under, &over);
         QCOMPARE(over.pos(), QPoint(100 - 94, 50 + 155)); // rounded towards zero
+        over.resize(over.screen()->size() - QSize(101, 0));
+        CenterWindow(&over);
+        QCOMPARE(over.pos(), QPoint(50, 0));
         over.resize(over.screen()->size() + QSize(61, 0));
         CenterWindow(&over);
         QCOMPARE(over.pos(), QPoint(-30, 0));
